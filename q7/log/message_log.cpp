@@ -1,0 +1,285 @@
+// The message log class, the default logger and the plain logging functions.
+#include "q7/log/message_log.h"
+
+#include <math.h>
+#include <stdarg.h>
+#include <string.h>
+#include <time.h>
+
+#include <atomic>
+
+#include "q7/internal/signal_safe_write.h"
+#include "q7/log/internal/signal_log.h"
+#include "q7/mp/clock.h"
+#include "q7/mp/sync.h"
+
+const char* const level_str[7] = {"FULL ", "ERROR", "WARN ", "INFO ", "DEBUG", "TRACE", "     "};
+
+// Constant-initialised, so that it is usable from any static constructor of a program.
+constinit q7MessageLog defaultLogger(nullptr);
+char msg_buffer[4096];
+void* msg_lock = nullptr;
+
+namespace {
+
+constexpr int kTraceLevel = 5;
+constexpr int kUntimed = 6;
+constexpr int kSecondsPerDay = 86400;
+// Room for the facility, the time and the level name in front of a whole message.
+constexpr size_t kLineSize = sizeof(q7MessageLog::message) + 128;
+
+enum class Call { kNotify, kTrace, kMsg, kMsgcont };
+
+// How many log locks the calling thread holds. A signal handler reads it to learn whether
+// the thread it interrupted is inside the log. Initial-exec, so that reading it from a
+// signal handler never allocates.
+__attribute__((tls_model("initial-exec"))) thread_local int log_locks_held = 0;
+
+std::atomic_ref<int32_t> atomic(int32_t& value) { return std::atomic_ref<int32_t>(value); }
+
+// Returns the mutex in `slot`, making it first when there is none. Two threads that get
+// here at once make one each; the one that loses the race deletes its own.
+void* ensure_mutex(void*& slot) {
+  std::atomic_ref<void*> shared(slot);
+  void* mutex = shared.load(std::memory_order_acquire);
+  if (mutex != nullptr) return mutex;
+  void* fresh = q7mp_new_mutex(0);
+  if (fresh == nullptr) return nullptr;
+  if (shared.compare_exchange_strong(mutex, fresh, std::memory_order_acq_rel)) return fresh;
+  q7mp_delete_mutex(fresh);
+  return mutex;
+}
+
+void forget_mutex(void*& slot) {
+  void* mutex = std::atomic_ref<void*>(slot).exchange(nullptr, std::memory_order_acq_rel);
+  q7mp_delete_mutex(mutex);
+}
+
+// Holds a log lock for a scope; a null lock (the log is off) is not taken.
+class LogLock {
+ public:
+  explicit LogLock(void* mutex) : mutex_(mutex) {
+    if (mutex_ == nullptr) return;
+    ++log_locks_held;
+    q7mp_get_mutex(mutex_);
+  }
+  ~LogLock() {
+    if (mutex_ == nullptr) return;
+    q7mp_release_mutex(mutex_);
+    --log_locks_held;
+  }
+  LogLock(const LogLock&) = delete;
+  LogLock& operator=(const LogLock&) = delete;
+
+ private:
+  void* mutex_;
+};
+
+// The kind of line a call prints at with the current level `current`, or -1 when the
+// call's own level test keeps it quiet.
+int line_kind(q7MessageLog& log, Call call, int level, int current) {
+  switch (call) {
+    case Call::kNotify: {
+      const int clamped = level > kTraceLevel ? kTraceLevel : level;
+      return clamped >= 1 && clamped <= current ? clamped : -1;
+    }
+    case Call::kTrace:
+      return current >= kTraceLevel ? kTraceLevel : -1;
+    case Call::kMsg:
+      return current >= 3 ? kUntimed : -1;
+    case Call::kMsgcont: {
+      const int last = atomic(log.last_level).load(std::memory_order_relaxed);
+      return last >= 1 && last <= current ? kUntimed : -1;
+    }
+  }
+  return -1;
+}
+
+int print_kind(q7MessageLog& log, Call call, int level) {
+  const int current = atomic(log.level).load(std::memory_order_relaxed);
+  if (current < 0) return -1;
+  return line_kind(log, call, level, current);
+}
+
+// Makes sure `text` (of `size` bytes) ends in a newline, cutting its last character when
+// there is no room for one.
+void end_with_newline(char* text, size_t size) {
+  size_t length = strnlen(text, size - 1);
+  if (length > 0 && text[length - 1] == '\n') return;
+  if (length == size - 1) --length;
+  text[length] = '\n';
+  text[length + 1] = '\0';
+}
+
+// The local time of day by the library clock, advanced from the last synchronisation
+// with the calendar, which is repeated only on the first line and when the clock goes back.
+void time_of_day(q7MessageLog& log, int& hours, int& minutes, double& seconds) {
+  const double now = q7mp_getclock();
+  if (log.clock_base == 0 || log.clock_base > now) {
+    const time_t calendar = time(nullptr);
+    tm local;
+    localtime_r(&calendar, &local);
+    log.day_seconds_base = local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec;
+    log.clock_base = now;
+  }
+  double t = (now - log.clock_base) + log.day_seconds_base;
+  if (t >= kSecondsPerDay) t -= kSecondsPerDay * floor(t / kSecondsPerDay);
+  const int whole = static_cast<int>(t);
+  hours = whole / 3600;
+  minutes = (whole - hours * 3600) / 60;
+  seconds = t - (hours * 3600 + minutes * 60);
+}
+
+// Formats one line of `kind` for `text`, which ends in a newline, into `line`. Returns the
+// length of the line (cut to fit `size`).
+int format_line(q7MessageLog& log, int kind, const char* text, char* line, size_t size) {
+  int length;
+  if (kind >= kUntimed) {
+    length = snprintf(line, size, "%s                  : %s", log.facility, text);
+  } else {
+    int hours, minutes;
+    double seconds;
+    time_of_day(log, hours, minutes, seconds);
+    length = snprintf(line, size, "%s %02d:%02d:%05.2f %s: %s", log.facility, hours, minutes,
+                      seconds, level_str[kind], text);
+  }
+  return length < static_cast<int>(size) ? length : static_cast<int>(size) - 1;
+}
+
+// Prints one line through `log` when its level test passes: `fill` writes the message
+// text into the log's message buffer under the log's lock.
+template <typename Fill>
+void log_line(q7MessageLog& log, Call call, int level, Fill&& fill) {
+  const int kind = print_kind(log, call, level);
+  if (kind < 0) return;
+  LogLock lock(ensure_mutex(log.lock));
+  if (log.stream == nullptr) log.stream = stderr;
+  fill(log.message, sizeof log.message);
+  log.q7_msg_print(kind);
+  if (call == Call::kNotify) atomic(log.last_level).store(kind, std::memory_order_relaxed);
+}
+
+void log_member(q7MessageLog& log, Call call, int level, const char* format, va_list args) {
+  log_line(log, call, level, [&](char* message, size_t size) {
+    vsnprintf(message, size, format, args);
+  });
+}
+
+// The plain functions format into msg_buffer under msg_lock, then hand the text to the
+// default logger as it stands.
+void log_default(Call call, int level, const char* format, va_list args) {
+  // Nothing is formatted for a message the level keeps quiet.
+  if (print_kind(defaultLogger, call, level) < 0) return;
+  LogLock lock(ensure_mutex(msg_lock));
+  vsnprintf(msg_buffer, sizeof msg_buffer, format, args);
+  log_line(defaultLogger, call, level, [](char* message, size_t size) {
+    snprintf(message, size, "%s", msg_buffer);
+  });
+}
+
+}  // namespace
+
+#define Q7_FORWARD_VARARGS(call_expression) \
+  va_list args;                             \
+  va_start(args, format);                   \
+  call_expression;                          \
+  va_end(args)
+
+void q7MessageLog::q7_notify(int level, const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_member(*this, Call::kNotify, level, format, args));
+}
+
+void q7MessageLog::q7_trace(const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_member(*this, Call::kTrace, kTraceLevel, format, args));
+}
+
+void q7MessageLog::q7_msg(const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_member(*this, Call::kMsg, kUntimed, format, args));
+}
+
+void q7MessageLog::q7_msgcont(const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_member(*this, Call::kMsgcont, kUntimed, format, args));
+}
+
+int q7MessageLog::q7_msg_print(int kind) {
+  if (stream == nullptr) stream = stderr;
+  end_with_newline(message, sizeof message);
+  char line[kLineSize];
+  const int length = format_line(*this, kind < 0 ? 0 : kind, message, line, sizeof line);
+  fwrite(line, 1, static_cast<size_t>(length), stream);
+  if (kind >= kUntimed) return length;
+  return fflush(stream);
+}
+
+void q7MessageLog::q7_notify_setlevel(int new_level) {
+  atomic(level).store(new_level, std::memory_order_relaxed);
+  if (new_level != -1) return;
+  stream = nullptr;
+  forget_mutex(lock);
+}
+
+int q7MessageLog::q7_notify_getlevel() { return atomic(level).load(std::memory_order_relaxed); }
+
+int q7MessageLog::q7_notify_set_facility(const char* name) {
+  // The closing parenthesis survives a name too long for the tag.
+  constexpr int kMaxName = sizeof facility - 3;
+  snprintf(facility, sizeof facility, "(%.*s)", kMaxName, name == nullptr ? "" : name);
+  facility_set = true;
+  return static_cast<int>(strlen(facility));
+}
+
+bool q7MessageLog::q7_have_logfile() { return stream != nullptr && facility_set; }
+
+void q7MessageLog::setFile(FILE* new_stream) {
+  LogLock held(ensure_mutex(lock));
+  stream = new_stream;
+}
+
+void q7_notify(int level, const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_default(Call::kNotify, level, format, args));
+}
+
+void q7_trace(const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_default(Call::kTrace, kTraceLevel, format, args));
+}
+
+void q7_msg(const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_default(Call::kMsg, kUntimed, format, args));
+}
+
+void q7_msgcont(const char* format, ...) {
+  Q7_FORWARD_VARARGS(log_default(Call::kMsgcont, kUntimed, format, args));
+}
+
+int q7_msg_print(int kind) { return defaultLogger.q7_msg_print(kind); }
+
+void q7_notify_setlevel(int level) {
+  if (level == -1) forget_mutex(msg_lock);
+  defaultLogger.q7_notify_setlevel(level);
+}
+
+int q7_notify_getlevel() { return defaultLogger.q7_notify_getlevel(); }
+
+int q7_notify_set_facility(const char* name) { return defaultLogger.q7_notify_set_facility(name); }
+
+void q7_notify_enable_console(bool) {}
+
+namespace q7::internal {
+
+void notify_from_signal(int level, const char* text) {
+  if (log_locks_held == 0) {
+    ::q7_notify(level, "%s", text);
+    return;
+  }
+  q7MessageLog& log = defaultLogger;
+  const int kind = print_kind(log, Call::kNotify, level);
+  if (kind < 0) return;
+  char message[sizeof log.message];
+  snprintf(message, sizeof message, "%s", text);
+  end_with_newline(message, sizeof message);
+  char line[kLineSize];
+  format_line(log, kind, message, line, sizeof line);
+  write_fd(fileno(log.stream == nullptr ? stderr : log.stream), line);
+}
+
+}  // namespace q7::internal
