@@ -5,6 +5,7 @@
 #include <stdarg.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
 
@@ -160,9 +161,8 @@ void log_line(q7MessageLog& log, Call call, int level, Fill&& fill) {
 }
 
 void log_member(q7MessageLog& log, Call call, int level, const char* format, va_list args) {
-  log_line(log, call, level, [&](char* message, size_t size) {
-    vsnprintf(message, size, format, args);
-  });
+  log_line(log, call, level,
+           [&](char* message, size_t size) { vsnprintf(message, size, format, args); });
 }
 
 // The plain functions format into msg_buffer under msg_lock, then hand the text to the
@@ -172,9 +172,8 @@ void log_default(Call call, int level, const char* format, va_list args) {
   if (print_kind(defaultLogger, call, level) < 0) return;
   LogLock lock(ensure_mutex(msg_lock));
   vsnprintf(msg_buffer, sizeof msg_buffer, format, args);
-  log_line(defaultLogger, call, level, [](char* message, size_t size) {
-    snprintf(message, size, "%s", msg_buffer);
-  });
+  log_line(defaultLogger, call, level,
+           [](char* message, size_t size) { snprintf(message, size, "%s", msg_buffer); });
 }
 
 }  // namespace
@@ -279,7 +278,10 @@ void notify_from_signal(int level, const char* text) {
   end_with_newline(message, sizeof message);
   char line[kLineSize];
   format_line(log, kind, message, line, sizeof line);
-  write_fd(fileno(log.stream == nullptr ? stderr : log.stream), line);
+  // A stream without a descriptor of its own (fopencookie, fmemopen) cannot be written
+  // around its lock; the line goes to standard error instead.
+  const int fd = fileno(log.stream == nullptr ? stderr : log.stream);
+  write_fd(fd < 0 ? STDERR_FILENO : fd, line);
 }
 
 }  // namespace q7::internal
