@@ -28,4 +28,5 @@
 #include "q7/runtime/growth.h"
 #include "q7/runtime/identifiers.h"
 #include "q7/runtime/time_text.h"
+#include "q7/text/command_reader.h"
 #include "q7/text/text_utils.h"
