@@ -28,3 +28,6 @@
 #include "q7/runtime/growth.h"
 #include "q7/runtime/identifiers.h"
 #include "q7/runtime/time_text.h"
+#include "q7/text/command_reader.h"
+#include "q7/text/string_table.h"
+#include "q7/text/text_utils.h"
