@@ -13,6 +13,7 @@
 // Include the subsystem headers directly when only a part is needed.
 #pragma once
 
+#include "q7/cipher/gost.h"
 #include "q7/log/console.h"
 #include "q7/log/message_log.h"
 #include "q7/mp/clock.h"

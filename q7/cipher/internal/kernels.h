@@ -1,0 +1,46 @@
+// The many-block kernels of the modes whose blocks are independent, one set per
+// instruction-set path, and the choice among them.
+#pragma once
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "q7/cipher/internal/rounds.h"
+
+namespace q7::internal {
+
+// One path's kernels. Both accept any block count, in place or between disjoint buffers
+// of any alignment, and give the same output on every path.
+struct CipherKernels {
+  // XORs the gamma into `blocks` blocks. `counter` holds the counter before the first
+  // block's step and is left after the last one's.
+  void (*gamma)(const ByteTables& tables, const uint32_t* key, uint32_t* counter,
+                const unsigned char* in, unsigned char* out, size_t blocks);
+  // Deciphers `blocks` CFB blocks. `chain` holds the running value and is left on the
+  // last cipher block.
+  void (*cfb_decrypt)(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
+                      const unsigned char* in, unsigned char* out, size_t blocks);
+};
+
+// Paths from narrowest to widest; each wider one needs more of the processor.
+enum class CipherPath { kPortable, kAvx2, kAvx512 };
+
+extern const CipherKernels kPortableKernels;
+extern const CipherKernels kAvx2Kernels;
+extern const CipherKernels kAvx512Kernels;
+
+// True when the processor runs `path` (AVX-512 here means AVX-512 F, BW and VBMI).
+[[nodiscard]] bool cipher_path_supported(CipherPath path);
+
+// The path in use: the widest supported one, capped by the environment variable
+// Q7_CIPHER_PATH ("portable", "avx2" or "avx512") read at the first call.
+[[nodiscard]] CipherPath cipher_path();
+
+// Makes `path` the one in use, for tests that compare the paths. Returns false, changing
+// nothing, when the processor cannot run it.
+[[nodiscard]] bool force_cipher_path(CipherPath path);
+
+// The kernels of the path in use.
+[[nodiscard]] const CipherKernels& cipher_kernels();
+
+}  // namespace q7::internal
