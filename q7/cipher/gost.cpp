@@ -11,15 +11,25 @@
 
 using q7::internal::ByteRound;
 using q7::internal::ByteTables;
+using q7::internal::ChunkRound;
+using q7::internal::ChunkTables;
 using q7::internal::kBlockBytes;
 using q7::internal::load_word;
 using q7::internal::store_word;
-using q7::internal::WideRound;
-using q7::internal::WideTables;
 
 namespace {
 
 constexpr size_t kKeyBytes = 32;
+
+// Below this many blocks the chained modes gain less from the chunk tables than building
+// them costs.
+constexpr size_t kChunkTablesFrom = 256;
+
+// Read at load time, possibly before the compiler's own processor probe has run.
+const bool has_bit_field_extract = [] {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("bmi") != 0;
+}();
 
 // rand() gives at most 31 bits; three draws spread over the word.
 uint32_t random_word() {
@@ -67,6 +77,22 @@ void mac_chain(const Round& f, const uint32_t* key, const unsigned char* in, siz
   }
   value[0] = m0;
   value[1] = m1;
+}
+
+// Runs `chain(f, blocks)` with the round function that suits the run: the byte tables for
+// short runs, which cost nothing to set up, and the chunk tables for long ones.
+template <class Chain>
+void run_chained(const ByteTables& tables, size_t blocks, const Chain& chain) {
+  if (blocks < kChunkTablesFrom) {
+    chain(ByteRound{tables}, blocks);
+    return;
+  }
+  const ChunkTables chunks(tables);
+  if (has_bit_field_extract) {
+    chain(ChunkRound<true>{chunks}, blocks);
+  } else {
+    chain(ChunkRound<false>{chunks}, blocks);
+  }
 }
 
 }  // namespace
@@ -169,13 +195,9 @@ void Gost::cfb_encrypt(unsigned int const* in, unsigned int* out, int len, unsig
                        unsigned int const* with_key) {
   if (len <= 0) return;
   const ByteTables tables{k87, k65, k43, k21};
-  const size_t blocks = static_cast<size_t>(len);
-  if (blocks < q7::internal::kWideTablesFrom) {
-    cfb_encrypt_chain(ByteRound{tables}, with_key, chain, bytes_of(in), bytes_of(out), blocks);
-    return;
-  }
-  const WideTables wide(tables);
-  cfb_encrypt_chain(WideRound{wide}, with_key, chain, bytes_of(in), bytes_of(out), blocks);
+  run_chained(tables, static_cast<size_t>(len), [&](const auto& f, size_t blocks) {
+    cfb_encrypt_chain(f, with_key, chain, bytes_of(in), bytes_of(out), blocks);
+  });
 }
 
 void Gost::cfb_decrypt(unsigned int const* in, unsigned int* out, int len, unsigned int* chain,
@@ -189,11 +211,7 @@ void Gost::cfb_decrypt(unsigned int const* in, unsigned int* out, int len, unsig
 void Gost::mac(unsigned int const* in, int len, unsigned int* out, unsigned int const* with_key) {
   if (len <= 0) return;
   const ByteTables tables{k87, k65, k43, k21};
-  const size_t blocks = static_cast<size_t>(len);
-  if (blocks < q7::internal::kWideTablesFrom) {
-    mac_chain(ByteRound{tables}, with_key, bytes_of(in), blocks, out);
-    return;
-  }
-  const WideTables wide(tables);
-  mac_chain(WideRound{wide}, with_key, bytes_of(in), blocks, out);
+  run_chained(tables, static_cast<size_t>(len), [&](const auto& f, size_t blocks) {
+    mac_chain(f, with_key, bytes_of(in), blocks, out);
+  });
 }

@@ -34,6 +34,7 @@ CipherPath capped_by_environment(CipherPath widest) {
 }  // namespace
 
 bool cipher_path_supported(CipherPath path) {
+  __builtin_cpu_init();
   switch (path) {
     case CipherPath::kPortable:
       return true;

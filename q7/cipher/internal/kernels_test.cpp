@@ -45,8 +45,9 @@ Outcome run(Mode mode, const Bytes& data, size_t blocks, size_t in_offset, size_
     ADD_FAILURE() << "the test data hold fewer than " << blocks << " blocks";
     return {};
   }
-  Bytes in(bytes + 16, 0xEE);
-  std::copy_n(data.begin(), bytes, in.begin() + in_offset);
+  Bytes in(in_offset, 0xEE);
+  in.insert(in.end(), data.begin(), data.begin() + static_cast<std::ptrdiff_t>(bytes));
+  in.resize(bytes + 16, 0xEE);
   Bytes out(bytes + 16, 0xEE);
   unsigned char* target = in_place ? in.data() + in_offset : out.data() + out_offset;
   const auto* source = reinterpret_cast<const unsigned int*>(in.data() + in_offset);
