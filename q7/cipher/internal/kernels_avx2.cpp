@@ -5,8 +5,14 @@
 #include "q7/cipher/internal/kernels.h"
 #include "q7/cipher/internal/rounds.h"
 
+// Everything from here on is compiled for the path's instructions; the common headers
+// above keep the baseline, so no copy of their inline functions needs more.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2")
+#endif
 
 #include "q7/cipher/internal/vector_kernels.h"
 
@@ -125,4 +131,8 @@ const CipherKernels kAvx2Kernels = {gamma, cfb_decrypt};
 
 }  // namespace q7::internal
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
