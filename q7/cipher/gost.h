@@ -53,7 +53,7 @@ class Gost {
   void set_iv(unsigned int const* iv);
   // Makes `iv` from `rand` (three calls per word) XORed with the current time in seconds.
   void set_iv_random();
-  // Copies `iv` (not the running value) into `iv`.
+  // Copies the IV as last set (not the running value) into the 2 words of `iv`.
   void get_iv(unsigned int* iv);
   // Sets `iv` to the running value, so that the next mode call continues the CFB chain.
   void update_cur_iv();
@@ -98,10 +98,12 @@ class Gost {
   //
   // Returns true on success. Returns false, writing nothing to the log, when `in_path`
   // cannot be opened (`out_path` is then untouched), `out_path` cannot be created, either
-  // file is 2 GiB or larger, memory is short, a read or write falls short, or a coded
-  // file's L is negative or larger than the file can hold. A failed call leaves the
-  // output written as far as it got. A wrong key or mode deciphers to garbage with true:
-  // the format carries no check value. Bytes after the payload are ignored.
+  // file is 2 GiB or larger (the length field is signed 32-bit, and this build keeps that
+  // format rather than lift the limit with another), memory is short, a read or write
+  // falls short, or a coded file's L is negative or larger than the file can hold. A
+  // failed call leaves the output written as far as it got. A wrong key or mode deciphers
+  // to garbage with true: the format carries no check value. Bytes after the payload are
+  // ignored. Memory stays within two chunks, whatever the file's size.
   bool code_file(char* in_path, char* out_path, bool encode, bool use_stream);
   // The MAC (from (0, 0)) of the bytes of the file `path` zero-filled to whole blocks, in
   // the 2 words of `mac`; an empty file gives (0, 0). Returns true on success; false when

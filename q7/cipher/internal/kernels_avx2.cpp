@@ -115,19 +115,9 @@ struct Avx2Ops {
   }
 };
 
-void gamma(const ByteTables& tables, const uint32_t* key, uint32_t* counter,
-           const unsigned char* in, unsigned char* out, size_t blocks) {
-  vector_kernels::gamma<Avx2Ops>(tables, key, counter, in, out, blocks);
-}
-
-void cfb_decrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
-                 const unsigned char* in, unsigned char* out, size_t blocks) {
-  vector_kernels::cfb_decrypt<Avx2Ops>(tables, key, chain, in, out, blocks);
-}
-
 }  // namespace
 
-const CipherKernels kAvx2Kernels = {gamma, cfb_decrypt};
+const CipherKernels kAvx2Kernels = vector_kernels::Kernels<Avx2Ops>::kTable;
 
 }  // namespace q7::internal
 

@@ -109,19 +109,9 @@ struct Avx512Ops {
   }
 };
 
-void gamma(const ByteTables& tables, const uint32_t* key, uint32_t* counter,
-           const unsigned char* in, unsigned char* out, size_t blocks) {
-  vector_kernels::gamma<Avx512Ops>(tables, key, counter, in, out, blocks);
-}
-
-void cfb_decrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
-                 const unsigned char* in, unsigned char* out, size_t blocks) {
-  vector_kernels::cfb_decrypt<Avx512Ops>(tables, key, chain, in, out, blocks);
-}
-
 }  // namespace
 
-const CipherKernels kAvx512Kernels = {gamma, cfb_decrypt};
+const CipherKernels kAvx512Kernels = vector_kernels::Kernels<Avx512Ops>::kTable;
 
 }  // namespace q7::internal
 

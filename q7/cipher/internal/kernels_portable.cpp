@@ -55,48 +55,41 @@ void cfb_decrypt_lanes(const Round& f, const uint32_t* key, uint32_t* chain,
   chain[1] = w1[L - 1];
 }
 
-template <class Round>
-void gamma_run(const Round& f, const uint32_t* key, uint32_t* counter, const unsigned char* in,
-               unsigned char* out, size_t blocks) {
+// Calls `step` for whole groups of kLanes blocks, then for the single blocks left, with
+// the byte offset of each group.
+template <class Step>
+void in_lanes(size_t blocks, const Step& step) {
   size_t done = 0;
   for (; done + kLanes <= blocks; done += kLanes) {
-    gamma_lanes<kLanes>(f, key, counter, in + done * kBlockBytes, out + done * kBlockBytes);
+    step.template operator()<kLanes>(done * kBlockBytes);
   }
-  for (; done < blocks; ++done) {
-    gamma_lanes<1>(f, key, counter, in + done * kBlockBytes, out + done * kBlockBytes);
-  }
+  for (; done < blocks; ++done) step.template operator()<1>(done * kBlockBytes);
 }
 
-template <class Round>
-void cfb_decrypt_run(const Round& f, const uint32_t* key, uint32_t* chain, const unsigned char* in,
-                     unsigned char* out, size_t blocks) {
-  size_t done = 0;
-  for (; done + kLanes <= blocks; done += kLanes) {
-    cfb_decrypt_lanes<kLanes>(f, key, chain, in + done * kBlockBytes, out + done * kBlockBytes);
+// Runs `run(f)` with the round function that suits `blocks`.
+template <class Run>
+void with_round(const ByteTables& tables, size_t blocks, const Run& run) {
+  if (blocks < kWideTablesFrom) {
+    run(ByteRound{tables});
+    return;
   }
-  for (; done < blocks; ++done) {
-    cfb_decrypt_lanes<1>(f, key, chain, in + done * kBlockBytes, out + done * kBlockBytes);
-  }
+  const WideTables wide(tables);
+  run(WideRound{wide});
 }
 
 void gamma(const ByteTables& tables, const uint32_t* key, uint32_t* counter,
            const unsigned char* in, unsigned char* out, size_t blocks) {
-  if (blocks < kWideTablesFrom) {
-    gamma_run(ByteRound{tables}, key, counter, in, out, blocks);
-    return;
-  }
-  const WideTables wide(tables);
-  gamma_run(WideRound{wide}, key, counter, in, out, blocks);
+  with_round(tables, blocks, [&](const auto& f) {
+    in_lanes(blocks, [&]<int L>(size_t at) { gamma_lanes<L>(f, key, counter, in + at, out + at); });
+  });
 }
 
 void cfb_decrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
                  const unsigned char* in, unsigned char* out, size_t blocks) {
-  if (blocks < kWideTablesFrom) {
-    cfb_decrypt_run(ByteRound{tables}, key, chain, in, out, blocks);
-    return;
-  }
-  const WideTables wide(tables);
-  cfb_decrypt_run(WideRound{wide}, key, chain, in, out, blocks);
+  with_round(tables, blocks, [&](const auto& f) {
+    in_lanes(blocks,
+             [&]<int L>(size_t at) { cfb_decrypt_lanes<L>(f, key, chain, in + at, out + at); });
+  });
 }
 
 }  // namespace

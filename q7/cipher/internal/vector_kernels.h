@@ -23,6 +23,17 @@ inline constexpr int kGroups = 4;
 // register per half; follow(w, previous) is w's blocks moved one lane on with the last
 // lane of `previous` first; last(v) is the last lane.
 
+// The substitution constants and the key words, each broadcast to every lane.
+template <class Ops>
+struct Keyed {
+  typename Ops::Rows rows;
+  typename Ops::Vec k[8];
+
+  Keyed(const ByteTables& tables, const uint32_t* key) : rows(Ops::rows(tables)) {
+    for (int i = 0; i < 8; ++i) k[i] = Ops::broadcast(key[i]);
+  }
+};
+
 template <class Ops, int G>
 [[gnu::always_inline]] inline void eight_rounds(const typename Ops::Rows& rows,
                                                 const typename Ops::Vec* k, bool ascending,
@@ -39,13 +50,12 @@ template <class Ops, int G>
 }
 
 template <class Ops, int G>
-[[gnu::always_inline]] inline void encipher(const typename Ops::Rows& rows,
-                                            const typename Ops::Vec* k, typename Ops::Vec* n1,
+[[gnu::always_inline]] inline void encipher(const Keyed<Ops>& keyed, typename Ops::Vec* n1,
                                             typename Ops::Vec* n2) {
-  eight_rounds<Ops, G>(rows, k, true, n1, n2);
-  eight_rounds<Ops, G>(rows, k, true, n1, n2);
-  eight_rounds<Ops, G>(rows, k, true, n1, n2);
-  eight_rounds<Ops, G>(rows, k, false, n1, n2);
+  eight_rounds<Ops, G>(keyed.rows, keyed.k, true, n1, n2);
+  eight_rounds<Ops, G>(keyed.rows, keyed.k, true, n1, n2);
+  eight_rounds<Ops, G>(keyed.rows, keyed.k, true, n1, n2);
+  eight_rounds<Ops, G>(keyed.rows, keyed.k, false, n1, n2);
 }
 
 // Lane i of register g holds the counter of block g * kBlocks + i + 1 after `counter`.
@@ -71,8 +81,7 @@ template <class Ops, int G>
 // Runs G registers of blocks per step while at least that many blocks remain, from
 // block `done` on, and returns the new `done`.
 template <class Ops, int G>
-[[gnu::always_inline]] inline size_t gamma_steps(const typename Ops::Rows& rows,
-                                                 const typename Ops::Vec* k, const uint32_t* start,
+[[gnu::always_inline]] inline size_t gamma_steps(const Keyed<Ops>& keyed, const uint32_t* start,
                                                  const unsigned char* in, unsigned char* out,
                                                  size_t blocks, size_t done) {
   using Vec = typename Ops::Vec;
@@ -94,7 +103,7 @@ template <class Ops, int G>
       c0[g] = Ops::add_end_around(c0[g], step0);
       c1[g] = Ops::add_end_around(c1[g], step1);
     }
-    encipher<Ops, G>(rows, k, n1, n2);
+    encipher<Ops, G>(keyed, n1, n2);
     for (int g = 0; g < G; ++g) {
       const size_t at = (done + g * Ops::kBlocks) * kBlockBytes;
       Vec w0;
@@ -106,30 +115,10 @@ template <class Ops, int G>
   return done;
 }
 
-template <class Ops>
-[[gnu::always_inline]] inline void gamma(const ByteTables& tables, const uint32_t* key,
-                                         uint32_t* counter, const unsigned char* in,
-                                         unsigned char* out, size_t blocks) {
-  using Vec = typename Ops::Vec;
-  size_t done = 0;
-  if (blocks >= Ops::kBlocks) {
-    const typename Ops::Rows rows = Ops::rows(tables);
-    Vec k[8];
-    for (int i = 0; i < 8; ++i) k[i] = Ops::broadcast(key[i]);
-    done = gamma_steps<Ops, kGroups>(rows, k, counter, in, out, blocks, done);
-    done = gamma_steps<Ops, 1>(rows, k, counter, in, out, blocks, done);
-    counter[0] = advance_end_around(counter[0], kGammaStep0, done);
-    counter[1] = advance_end_around(counter[1], kGammaStep1, done);
-  }
-  kPortableKernels.gamma(tables, key, counter, in + done * kBlockBytes, out + done * kBlockBytes,
-                         blocks - done);
-}
-
 // As gamma_steps. All of a step's input is read before its output is written, and later
 // steps read only beyond it, so deciphering in place is right.
 template <class Ops, int G>
-[[gnu::always_inline]] inline size_t cfb_decrypt_steps(const typename Ops::Rows& rows,
-                                                       const typename Ops::Vec* k,
+[[gnu::always_inline]] inline size_t cfb_decrypt_steps(const Keyed<Ops>& keyed,
                                                        typename Ops::Vec* previous,
                                                        const unsigned char* in, unsigned char* out,
                                                        size_t blocks, size_t done) {
@@ -149,7 +138,7 @@ template <class Ops, int G>
       n1[g] = Ops::follow(w0[g], w0[g - 1]);
       n2[g] = Ops::follow(w1[g], w1[g - 1]);
     }
-    encipher<Ops, G>(rows, k, n1, n2);
+    encipher<Ops, G>(keyed, n1, n2);
     for (int g = 0; g < G; ++g) {
       Ops::store_blocks(out + (done + g * Ops::kBlocks) * kBlockBytes, Ops::xor_(w0[g], n2[g]),
                         Ops::xor_(w1[g], n1[g]));
@@ -160,24 +149,40 @@ template <class Ops, int G>
   return done;
 }
 
+// A path's kernels: whole vector steps while they last, then the portable code for the
+// few blocks left.
 template <class Ops>
-[[gnu::always_inline]] inline void cfb_decrypt(const ByteTables& tables, const uint32_t* key,
-                                               uint32_t* chain, const unsigned char* in,
-                                               unsigned char* out, size_t blocks) {
-  using Vec = typename Ops::Vec;
-  size_t done = 0;
-  if (blocks >= Ops::kBlocks) {
-    const typename Ops::Rows rows = Ops::rows(tables);
-    Vec k[8];
-    for (int i = 0; i < 8; ++i) k[i] = Ops::broadcast(key[i]);
-    Vec previous[2] = {Ops::broadcast(chain[0]), Ops::broadcast(chain[1])};
-    done = cfb_decrypt_steps<Ops, kGroups>(rows, k, previous, in, out, blocks, done);
-    done = cfb_decrypt_steps<Ops, 1>(rows, k, previous, in, out, blocks, done);
-    chain[0] = Ops::last(previous[0]);
-    chain[1] = Ops::last(previous[1]);
+struct Kernels {
+  static void gamma(const ByteTables& tables, const uint32_t* key, uint32_t* counter,
+                    const unsigned char* in, unsigned char* out, size_t blocks) {
+    size_t done = 0;
+    if (blocks >= Ops::kBlocks) {
+      const Keyed<Ops> keyed(tables, key);
+      done = gamma_steps<Ops, kGroups>(keyed, counter, in, out, blocks, done);
+      done = gamma_steps<Ops, 1>(keyed, counter, in, out, blocks, done);
+      counter[0] = advance_end_around(counter[0], kGammaStep0, done);
+      counter[1] = advance_end_around(counter[1], kGammaStep1, done);
+    }
+    kPortableKernels.gamma(tables, key, counter, in + done * kBlockBytes, out + done * kBlockBytes,
+                           blocks - done);
   }
-  kPortableKernels.cfb_decrypt(tables, key, chain, in + done * kBlockBytes,
-                               out + done * kBlockBytes, blocks - done);
-}
+
+  static void cfb_decrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
+                          const unsigned char* in, unsigned char* out, size_t blocks) {
+    size_t done = 0;
+    if (blocks >= Ops::kBlocks) {
+      const Keyed<Ops> keyed(tables, key);
+      typename Ops::Vec previous[2] = {Ops::broadcast(chain[0]), Ops::broadcast(chain[1])};
+      done = cfb_decrypt_steps<Ops, kGroups>(keyed, previous, in, out, blocks, done);
+      done = cfb_decrypt_steps<Ops, 1>(keyed, previous, in, out, blocks, done);
+      chain[0] = Ops::last(previous[0]);
+      chain[1] = Ops::last(previous[1]);
+    }
+    kPortableKernels.cfb_decrypt(tables, key, chain, in + done * kBlockBytes,
+                                 out + done * kBlockBytes, blocks - done);
+  }
+
+  static constexpr CipherKernels kTable = {gamma, cfb_decrypt};
+};
 
 }  // namespace q7::internal::vector_kernels
