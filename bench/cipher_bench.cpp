@@ -156,8 +156,16 @@ const std::string kPlain = "/tmp/q7_cipher_bench.plain";
 const std::string kCopy = "/tmp/q7_cipher_bench.copy";
 const std::string kCoded[2] = {"/tmp/q7_cipher_bench.cfb", "/tmp/q7_cipher_bench.gamma"};
 
+// Removes the files when the benchmark program ends.
+struct Files {
+  ~Files() {
+    for (const std::string& path : {kPlain, kCopy, kCoded[0], kCoded[1]}) unlink(path.c_str());
+  }
+};
+
 void make_files(const benchmark::State&) {
   static bool made = false;
+  static Files files;
   if (made) return;
   FILE* file = fopen(kPlain.c_str(), "wb");
   std::vector<unsigned char> chunk(1 << 20);
