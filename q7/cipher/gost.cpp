@@ -6,6 +6,9 @@
 #include <string.h>
 #include <time.h>
 
+#include <memory>
+#include <new>
+
 #include "q7/cipher/internal/kernels.h"
 #include "q7/cipher/internal/rounds.h"
 
@@ -90,18 +93,22 @@ void one_block(const unsigned char* in, unsigned char* out, const Cycle& cycle) 
 }
 
 // Runs `chain(f, blocks)` with the round function that suits the run: the byte tables for
-// short runs, which cost nothing to set up, and the chunk tables for long ones.
+// short runs, which cost nothing to set up, and the chunk tables for long ones. The chunk
+// tables come from the heap, being too large for every thread's stack; without memory the
+// byte tables do the work, only slower.
 template <class Chain>
 void run_chained(const ByteTables& tables, size_t blocks, const Chain& chain) {
   if (blocks < kChunkTablesFrom) {
     chain(ByteRound{tables}, blocks);
     return;
   }
-  const ChunkTables chunks(tables);
-  if (has_bit_field_extract) {
-    chain(ChunkRound<true>{chunks}, blocks);
+  const std::unique_ptr<ChunkTables> chunks(new (std::nothrow) ChunkTables(tables));
+  if (!chunks) {
+    chain(ByteRound{tables}, blocks);
+  } else if (has_bit_field_extract) {
+    chain(ChunkRound<true>{*chunks}, blocks);
   } else {
-    chain(ChunkRound<false>{chunks}, blocks);
+    chain(ChunkRound<false>{*chunks}, blocks);
   }
 }
 

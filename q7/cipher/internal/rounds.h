@@ -92,8 +92,8 @@ struct WideRound {
 // For the chained modes, where only a round's latency counts: the round input split at
 // nibble boundaries into 12, 12 and 8 bits, so that three lookups and the target make four
 // values, which two levels of XOR combine (five values would need three). The tables take
-// 33 KiB, within the first-level cache; building them costs about as much as enciphering
-// a hundred blocks.
+// 33 KiB, within the first-level cache (callers keep them off the stack); building them
+// costs about as much as enciphering a hundred blocks.
 struct ChunkTables {
   alignas(64) uint32_t low[4096];
   alignas(64) uint32_t middle[4096];
