@@ -9,7 +9,6 @@
 namespace {
 
 constexpr int kUnknown = -1;
-constexpr int kTextSize = 80;
 constexpr int kComponentSize = 12;
 
 void set_triple(int* triple, int major, int minor, int patch) {
