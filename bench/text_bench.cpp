@@ -127,10 +127,16 @@ BENCHMARK_CAPTURE(BM_Peer_UnorderedMapFind, FileNames, file_names)->Unit(benchma
 BENCHMARK_CAPTURE(BM_Peer_UnorderedMapFind, Dictionary, dictionary_words)
     ->Unit(benchmark::kMicrosecond);
 
-// A scratch file in /tmp for the file benchmarks, removed at the end of each.
+// A scratch file in /tmp for the file benchmarks, holding `bytes` at first and removed at
+// the end of each.
 struct ScratchFile {
-  std::string path = "/tmp/q7_text_bench_" + std::to_string(getpid());
+  explicit ScratchFile(const std::string& bytes = "") {
+    FILE* out = fopen(path.c_str(), "wb");
+    fwrite(bytes.data(), 1, bytes.size(), out);
+    fclose(out);
+  }
   ~ScratchFile() { unlink(path.c_str()); }
+  std::string path = "/tmp/q7_text_bench_" + std::to_string(getpid());
 };
 
 // The bytes filewrite produces for a table of file names, built here for the peers.
@@ -185,10 +191,7 @@ BENCHMARK(BM_StringTable_FileRead)->Unit(benchmark::kMillisecond);
 
 void BM_Peer_PlainFread(benchmark::State& state) {
   const std::string image = file_image(file_names());
-  const ScratchFile file;
-  FILE* out = fopen(file.path.c_str(), "wb");
-  fwrite(image.data(), 1, image.size(), out);
-  fclose(out);
+  const ScratchFile file(image);
   std::string buffer(image.size(), '\0');
   for (auto _ : state) {
     FILE* in = fopen(file.path.c_str(), "rb");
@@ -224,10 +227,7 @@ BENCHMARK(BM_Peer_FieldFwrite)->Unit(benchmark::kMillisecond);
 // The same bytes read field by field into one reused buffer, allocating nothing.
 void BM_Peer_FieldFread(benchmark::State& state) {
   const std::string image = file_image(file_names());
-  const ScratchFile file;
-  FILE* out = fopen(file.path.c_str(), "wb");
-  fwrite(image.data(), 1, image.size(), out);
-  fclose(out);
+  const ScratchFile file(image);
   char buffer[4096];
   for (auto _ : state) {
     FILE* in = fopen(file.path.c_str(), "rb");
