@@ -38,11 +38,13 @@ function(q7_public_headers)
 endfunction()
 
 # Adds test sources to the test executable of one subsystem, q7_<subsystem>_test, whose
-# tests carry the label <subsystem> (ctest -L <subsystem>).
+# tests carry the label <subsystem> (ctest -L <subsystem>). LIBRARIES names further
+# libraries the tests link.
 function(q7_test subsystem)
   if(NOT Q7_BUILD_TESTS)
     return()
   endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
   set(target q7_${subsystem}_test)
   if(NOT TARGET ${target})
     add_executable(${target})
@@ -52,18 +54,8 @@ function(q7_test subsystem)
       PROPERTIES LABELS ${subsystem}
       DISCOVERY_TIMEOUT 60)
   endif()
-  foreach(source IN LISTS ARGN)
+  target_link_libraries(${target} PRIVATE ${arg_LIBRARIES})
+  foreach(source IN LISTS arg_UNPARSED_ARGUMENTS)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${source})
   endforeach()
 endfunction()
-
-# Fuzz builds instrument everything for coverage and AddressSanitizer; the fuzz targets
-# themselves link libFuzzer's main (q7_fuzzer in fuzz/CMakeLists.txt).
-if(Q7_BUILD_FUZZERS)
-  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    message(FATAL_ERROR "Q7_BUILD_FUZZERS needs clang (CXX=clang++)")
-  endif()
-  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
-    -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address,undefined)
-endif()

@@ -16,10 +16,11 @@ extern const char* const level_str[7];
 // so their colons line up. Each line ends in a newline, added when the text has none.
 //
 // The object owns its lock and nothing else: the stream belongs to the caller and is never
-// closed. Threads may share a log; each line is printed under its lock, created on first
-// use. Nothing that runs while a line is printed may log through the same object.
-// Messages are cut to fit `message` (4095 characters with the newline); a facility name to
-// 77 characters.
+// closed. The class has no destructor: setting the level to -1 releases the lock, which a
+// program does before a log of its own goes away. Threads may share a log; each line is printed
+// under its lock, created on first use. Nothing that runs while a line is printed may log through
+// the same object. Messages are cut to fit `message` (4095 characters with the newline); a facility
+// name to 77 characters.
 class q7MessageLog {
  public:
   // A log at level 3 with the facility "(Q7 LIB)" on `stream`; a null stream becomes

@@ -106,8 +106,7 @@ void run_on_processors(void (*function)(), void* const (&args)[6], int count) {
     return;
   }
   for (int i = 0; i < count; ++i) {
-    records[i] = {i,       pthread_t{}, args[0], args[1], args[2],
-                  args[3], args[4],     args[5], function};
+    records[i] = {i, pthread_t{}, args[0], args[1], args[2], args[3], args[4], args[5], function};
   }
   {
     ExecutionLock lock;
@@ -145,7 +144,8 @@ void q7mp_exec(void (*function)(), void* arg1, void* arg2, void* arg3, void* arg
     return;
   }
   q7mp_init_threads();
-  q7mp_get_mutex(q7mp_serializer);
+  void* serializer = q7mp_serializer;
+  q7mp_get_mutex(serializer);
   if (pthread_key_create(&q7mp_key, nullptr) != 0) {
     q7_notify(1, "Cannot get a PTHREADS thread specific data access key.");
     drop_to_one_processor();
@@ -154,7 +154,7 @@ void q7mp_exec(void (*function)(), void* arg1, void* arg2, void* arg3, void* arg
     run_on_processors(function, args, count);
     pthread_key_delete(q7mp_key);
   }
-  q7mp_release_mutex(q7mp_serializer);
+  q7mp_release_mutex(serializer);
 }
 
 void* m_entry(void* raw) {
@@ -162,9 +162,8 @@ void* m_entry(void* raw) {
   pthread_setspecific(q7mp_key, record);
   pthread_cleanup_push(mark_finished, record);
   if (record->function != nullptr) {
-    reinterpret_cast<ProcessorFunction>(record->function)(record->arg1, record->arg2,
-                                                          record->arg3, record->arg4,
-                                                          record->arg5, record->arg6);
+    reinterpret_cast<ProcessorFunction>(record->function)(record->arg1, record->arg2, record->arg3,
+                                                          record->arg4, record->arg5, record->arg6);
   }
   pthread_cleanup_pop(1);
   return nullptr;
@@ -202,12 +201,11 @@ int img_mp_lineband(int first, int last, int& band_first, int& band_last) {
 void q7mp_lib_mp_exec(void* /*spare*/, void (*function)(void* data, int first_line, int last_line),
                       int lines, void* data) {
   q7mp_exec(reinterpret_cast<void (*)()>(q7mp_lib_internal), reinterpret_cast<void*>(function),
-            reinterpret_cast<void*>(static_cast<intptr_t>(lines)), data, nullptr, nullptr,
-            nullptr);
+            reinterpret_cast<void*>(static_cast<intptr_t>(lines)), data, nullptr, nullptr, nullptr);
 }
 
-void q7mp_lib_internal(void* function, void* lines, void* data, void* /*spare4*/,
-                       void* /*spare5*/, void* /*spare6*/) {
+void q7mp_lib_internal(void* function, void* lines, void* data, void* /*spare4*/, void* /*spare5*/,
+                       void* /*spare6*/) {
   int band_first = 0;
   int band_last = 0;
   img_mp_lineband(0, static_cast<int>(reinterpret_cast<intptr_t>(lines)), band_first, band_last);

@@ -82,8 +82,7 @@ void q7mp_get_meminfo(unsigned int* total, unsigned int* free, int with_swap) {
 
 unsigned int q7mp_memfree(unsigned int* kilobytes) {
   struct sysinfo info;
-  const unsigned int free_kb =
-      sysinfo(&info) == 0 ? bytes(info.freeram, info.mem_unit) / 1024 : 0;
+  const unsigned int free_kb = sysinfo(&info) == 0 ? bytes(info.freeram, info.mem_unit) / 1024 : 0;
   if (kilobytes != nullptr) *kilobytes = free_kb;
   return free_kb;
 }

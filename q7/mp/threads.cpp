@@ -93,25 +93,27 @@ void* library_thread(void* raw) {
 
 // Creates the thread and, on success, enters it in the table. Returns the POSIX result.
 int create_entry(StartRecord* record) {
+  // The new thread frees the record, maybe before pthread_create returns.
+  const int32_t id = record->id;
   TableLock table;
   pthread_t handle;
   const int result = pthread_create(&handle, nullptr, library_thread, record);
   if (result != 0) return result;
   pthread_detach(handle);
-  thread_ids[num_threads] = {record->id, handle};
+  thread_ids[num_threads] = {id, handle};
   running[num_threads] = true;
   ++num_threads;
   --pending_starts;
   return 0;
 }
 
-int create_with_retries(StartRecord* record) {
+int create_with_retries(StartRecord* record, void* data_lock) {
   int result = create_entry(record);
   for (int tries = 0; result == EAGAIN; ++tries) {
     q7_notify(5, "==> EAGAIN condition! (try=%d)\n", tries);
-    q7mp_release_mutex(q7mp_data_lock);
+    q7mp_release_mutex(data_lock);
     sleep(1);
-    q7mp_get_mutex(q7mp_data_lock);
+    q7mp_get_mutex(data_lock);
     if (tries + 1 > kMaxCreateRetries) break;
     result = create_entry(record);
   }
@@ -124,8 +126,10 @@ void remove_entry(int32_t id, bool cancel) {
     TableLock table;
     if (find_entry(id) < 0) return;
   }
-  q7mp_get_mutex(q7mp_serializer);
-  q7mp_get_mutex(q7mp_data_lock);
+  void* serializer = q7mp_serializer;
+  void* data_lock = q7mp_data_lock;
+  q7mp_get_mutex(serializer);
+  q7mp_get_mutex(data_lock);
   bool cancel_failed = false;
   {
     TableLock table;
@@ -135,8 +139,8 @@ void remove_entry(int32_t id, bool cancel) {
       erase_entry(index);
     }
   }
-  q7mp_release_mutex(q7mp_data_lock);
-  q7mp_release_mutex(q7mp_serializer);
+  q7mp_release_mutex(data_lock);
+  q7mp_release_mutex(serializer);
   if (cancel_failed) {
     char text[64];
     snprintf(text, sizeof text, "ERROR: Can't cancel thread: %d\n", id);
@@ -167,7 +171,8 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
   const int calls = std::atomic_ref<int32_t>(create_calls).fetch_add(1) + 1;
   q7mp_init_threads();
 
-  q7mp_get_mutex(q7mp_data_lock);
+  void* data_lock = q7mp_data_lock;
+  q7mp_get_mutex(data_lock);
   int32_t id;
   {
     TableLock table;
@@ -179,7 +184,7 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
     }
   }
   if (id < 0) {
-    q7mp_release_mutex(q7mp_data_lock);
+    q7mp_release_mutex(data_lock);
     q7::internal::write_stderr("ERROR: Maximum number of thread's reached !!\n");
     return -1;
   }
@@ -188,7 +193,7 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
   int result = ENOMEM;
   if (record != nullptr) {
     *record = {function, argument, id};
-    result = create_with_retries(record);
+    result = create_with_retries(record, data_lock);
   }
   if (result != 0) {
     free(record);
@@ -197,11 +202,11 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
       --pending_starts;
     }
     q7_notify(5, "ERROR: Can't create thread: %d, create_calls: %d\n", id, calls);
-    q7mp_release_mutex(q7mp_data_lock);
+    q7mp_release_mutex(data_lock);
     return -1;
   }
   q7_notify(5, "Created thread id = %d, create_calls=%d\n", id, calls);
-  q7mp_release_mutex(q7mp_data_lock);
+  q7mp_release_mutex(data_lock);
   return id;
 }
 
@@ -232,11 +237,20 @@ void q7mp_close_threads() {
       }
       num_threads = 0;
     }
+    // A running execution holds the serializer until its cancelled processors are joined,
+    // and a removal holds both locks for a moment: the locks are freed only once nobody
+    // holds them.
+    void* serializer = q7mp_serializer;
+    void* data_lock = q7mp_data_lock;
+    q7mp_get_mutex(serializer);
+    q7mp_get_mutex(data_lock);
     std::atomic_ref<int>(pthreads_initialized).store(0, std::memory_order_release);
-    q7mp_delete_mutex(q7mp_serializer);
-    q7mp_delete_mutex(q7mp_data_lock);
     q7mp_serializer = nullptr;
     q7mp_data_lock = nullptr;
+    q7mp_release_mutex(data_lock);
+    q7mp_release_mutex(serializer);
+    q7mp_delete_mutex(data_lock);
+    q7mp_delete_mutex(serializer);
   }
   pthread_mutex_unlock(&layer_guard);
 }

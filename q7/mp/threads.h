@@ -12,14 +12,14 @@ struct q7mp_thread_entry {
 
 // Process-wide state of the thread layer. Programs may read it; only the operations below
 // change it.
-extern int pthreads_initialized;               // 1 once the layer is set up
-extern q7mp_thread_entry thread_ids[32];      // entries 0 .. num_threads-1, oldest first
-extern int32_t num_threads;                    // entries in use
-extern int32_t thread_id;                      // the id the next started thread gets
-extern int32_t create_calls;                   // q7mp_start_thread calls so far
-extern void* q7mp_data_lock;                   // guards changes of the table
-extern void* q7mp_serializer;                  // held around removals and parallel executions
-extern int32_t q7mp_numcpu;                    // processors online, at least 1
+extern int pthreads_initialized;          // 1 once the layer is set up
+extern q7mp_thread_entry thread_ids[32];  // entries 0 .. num_threads-1, oldest first
+extern int32_t num_threads;               // entries in use
+extern int32_t thread_id;                 // the id the next started thread gets
+extern int32_t create_calls;              // q7mp_start_thread calls so far
+extern void* q7mp_data_lock;              // guards changes of the table
+extern void* q7mp_serializer;             // held around removals and parallel executions
+extern int32_t q7mp_numcpu;               // processors online, at least 1
 
 // Sets the thread layer up once: empties the table, makes the two locks (a lock that
 // cannot be allocated stays null and the layer goes on without it) and reads the number of

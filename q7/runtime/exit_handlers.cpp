@@ -14,9 +14,8 @@ int handlers_initialised = 0;
 namespace {
 
 // In the order they are installed.
-constexpr int kHandledSignals[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGABRT, SIGTERM,
-                                   SIGTSTP, SIGFPE,  SIGBUS,  SIGSEGV, SIGTRAP,
-                                   SIGILL,  SIGXCPU, SIGXFSZ, SIGALRM};
+constexpr int kHandledSignals[] = {SIGHUP, SIGINT,  SIGQUIT, SIGABRT, SIGTERM, SIGTSTP, SIGFPE,
+                                   SIGBUS, SIGSEGV, SIGTRAP, SIGILL,  SIGXCPU, SIGXFSZ, SIGALRM};
 
 // The list is changed only by atomic exchanges, never under a lock, because the signal path
 // walks it and must not wait for a thread it may have interrupted.

@@ -14,7 +14,8 @@
 // they were. Made for arrays of pointers such as char**.
 template <typename T>
 unsigned int ensure_memory(T& array, int used, int& capacity, int needed, int initial) {
-  if (static_cast<long long>(used) + needed <= capacity) return static_cast<unsigned int>(capacity - used);
+  if (static_cast<long long>(used) + needed <= capacity)
+    return static_cast<unsigned int>(capacity - used);
   constexpr int kDoublingLimit = 1023;
   constexpr int kLinearStep = 512;
   long long grown = capacity > 0 ? 2LL * capacity : (initial > 0 ? initial : 1);

@@ -1,4 +1,6 @@
 // The signal handler that turns the handled signals into exits with status 1, 2 or 3.
+#include "q7/runtime/internal/signal_exit.h"
+
 #include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
@@ -10,7 +12,6 @@
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/internal/signal_log.h"
 #include "q7/runtime/exit_handlers.h"
-#include "q7/runtime/internal/signal_exit.h"
 
 namespace {
 
