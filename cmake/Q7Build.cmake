@@ -59,3 +59,14 @@ function(q7_test subsystem)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${source})
   endforeach()
 endfunction()
+
+# Fuzz builds instrument everything for coverage and AddressSanitizer; the fuzz targets
+# themselves link libFuzzer's main (q7_fuzzer in fuzz/CMakeLists.txt).
+if(Q7_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "Q7_BUILD_FUZZERS needs clang (CXX=clang++)")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
