@@ -16,5 +16,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/q7ConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/q7Config.cmake ${PROJECT_BINARY_DIR}/q7ConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/q7)
 
+# The .pc file finds the prefix from its own place, so an installation can be moved (or
+# made with cmake --install --prefix) without rewriting it.
+file(RELATIVE_PATH Q7_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/q7.pc.in ${PROJECT_BINARY_DIR}/q7.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/q7.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

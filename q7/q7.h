@@ -32,3 +32,5 @@
 #include "q7/text/command_reader.h"
 #include "q7/text/string_table.h"
 #include "q7/text/text_utils.h"
+#include "q7/types/date.h"
+#include "q7/types/version.h"

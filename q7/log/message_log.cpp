@@ -10,6 +10,7 @@
 #include <atomic>
 
 #include "q7/internal/signal_safe_write.h"
+#include "q7/log/internal/line_format.h"
 #include "q7/log/internal/signal_log.h"
 #include "q7/mp/clock.h"
 #include "q7/mp/sync.h"
@@ -102,14 +103,28 @@ int print_kind(q7MessageLog& log, Call call, int level) {
   return line_kind(log, call, level, current);
 }
 
-// Makes sure `text` (of `size` bytes) ends in a newline, cutting its last character when
-// there is no room for one.
-void end_with_newline(char* text, size_t size) {
-  size_t length = strnlen(text, size - 1);
-  if (length > 0 && text[length - 1] == '\n') return;
+// A formatted length (printf's would-be length) cut to what `size` bytes hold.
+size_t fitted(int length, size_t size) {
+  if (length < 0) return 0;
+  return static_cast<size_t>(length) < size ? static_cast<size_t>(length) : size - 1;
+}
+
+// Copies `text` into `buffer` of `size` bytes, cut to fit. Returns the length copied.
+size_t copy_text(char* buffer, size_t size, const char* text) {
+  const size_t length = strnlen(text, size - 1);
+  memcpy(buffer, text, length);
+  buffer[length] = '\0';
+  return length;
+}
+
+// Makes sure `text` of `length` characters (in a buffer of `size` bytes) ends in a newline,
+// cutting its last character when there is no room for one. Returns the new length.
+size_t end_with_newline(char* text, size_t length, size_t size) {
+  if (length > 0 && text[length - 1] == '\n') return length;
   if (length == size - 1) --length;
   text[length] = '\n';
   text[length + 1] = '\0';
+  return length + 1;
 }
 
 // The local time of day by the library clock, advanced from the last synchronisation
@@ -131,38 +146,47 @@ void time_of_day(q7MessageLog& log, int& hours, int& minutes, double& seconds) {
   seconds = t - (hours * 3600 + minutes * 60);
 }
 
-// Formats one line of `kind` for `text`, which ends in a newline, into `line`. Returns the
-// length of the line (cut to fit `size`).
-int format_line(q7MessageLog& log, int kind, const char* text, char* line, size_t size) {
-  int length;
-  if (kind >= kUntimed) {
-    length = snprintf(line, size, "%s                  : %s", log.facility, text);
-  } else {
-    int hours, minutes;
-    double seconds;
-    time_of_day(log, hours, minutes, seconds);
-    length = snprintf(line, size, "%s %02d:%02d:%05.2f %s: %s", log.facility, hours, minutes,
-                      seconds, level_str[kind], text);
-  }
-  return length < static_cast<int>(size) ? length : static_cast<int>(size) - 1;
+// Formats one line of `kind` for `text` of `length` characters, which ends in a newline,
+// into `line`. Returns the length of the line (cut to fit `size`).
+size_t format_line(q7MessageLog& log, int kind, const char* text, size_t length, char* line,
+                   size_t size) {
+  int hours = 0;
+  int minutes = 0;
+  double seconds = 0;
+  if (kind < kUntimed) time_of_day(log, hours, minutes, seconds);
+  const char* level = kind < kUntimed ? level_str[kind] : nullptr;
+  return q7::internal::compose_line(line, size, log.facility, hours, minutes, seconds, level, text,
+                                    length);
+}
+
+// Prints the first `length` characters of the log's message as a line of `kind`; the
+// work of q7_msg_print.
+int print_message(q7MessageLog& log, int kind, size_t length) {
+  if (log.stream == nullptr) log.stream = stderr;
+  length = end_with_newline(log.message, length, sizeof log.message);
+  char line[kLineSize];
+  const size_t line_length =
+      format_line(log, kind < 0 ? 0 : kind, log.message, length, line, sizeof line);
+  fwrite(line, 1, line_length, log.stream);
+  if (kind >= kUntimed) return static_cast<int>(line_length);
+  return fflush(log.stream);
 }
 
 // Prints one line through `log` when its level test passes: `fill` writes the message
-// text into the log's message buffer under the log's lock.
+// text into the log's message buffer under the log's lock and returns its length.
 template <typename Fill>
 void log_line(q7MessageLog& log, Call call, int level, Fill&& fill) {
   const int kind = print_kind(log, call, level);
   if (kind < 0) return;
   LogLock lock(ensure_mutex(log.lock));
-  if (log.stream == nullptr) log.stream = stderr;
-  fill(log.message, sizeof log.message);
-  log.q7_msg_print(kind);
+  print_message(log, kind, fill(log.message, sizeof log.message));
   if (call == Call::kNotify) atomic(log.last_level).store(kind, std::memory_order_relaxed);
 }
 
 void log_member(q7MessageLog& log, Call call, int level, const char* format, va_list args) {
-  log_line(log, call, level,
-           [&](char* message, size_t size) { vsnprintf(message, size, format, args); });
+  log_line(log, call, level, [&](char* message, size_t size) {
+    return fitted(vsnprintf(message, size, format, args), size);
+  });
 }
 
 // The plain functions format into msg_buffer under msg_lock, then hand the text to the
@@ -171,9 +195,14 @@ void log_default(Call call, int level, const char* format, va_list args) {
   // Nothing is formatted for a message the level keeps quiet.
   if (print_kind(defaultLogger, call, level) < 0) return;
   LogLock lock(ensure_mutex(msg_lock));
-  vsnprintf(msg_buffer, sizeof msg_buffer, format, args);
-  log_line(defaultLogger, call, level,
-           [](char* message, size_t size) { snprintf(message, size, "%s", msg_buffer); });
+  const size_t length =
+      fitted(vsnprintf(msg_buffer, sizeof msg_buffer, format, args), sizeof msg_buffer);
+  log_line(defaultLogger, call, level, [length](char* message, size_t size) {
+    const size_t copied = length < size ? length : size - 1;
+    memcpy(message, msg_buffer, copied);
+    message[copied] = '\0';
+    return copied;
+  });
 }
 
 }  // namespace
@@ -201,13 +230,7 @@ void q7MessageLog::q7_msgcont(const char* format, ...) {
 }
 
 int q7MessageLog::q7_msg_print(int kind) {
-  if (stream == nullptr) stream = stderr;
-  end_with_newline(message, sizeof message);
-  char line[kLineSize];
-  const int length = format_line(*this, kind < 0 ? 0 : kind, message, line, sizeof line);
-  fwrite(line, 1, static_cast<size_t>(length), stream);
-  if (kind >= kUntimed) return length;
-  return fflush(stream);
+  return print_message(*this, kind, strnlen(message, sizeof message - 1));
 }
 
 void q7MessageLog::q7_notify_setlevel(int new_level) {
@@ -274,10 +297,10 @@ void notify_from_signal(int level, const char* text) {
   const int kind = print_kind(log, Call::kNotify, level);
   if (kind < 0) return;
   char message[sizeof log.message];
-  snprintf(message, sizeof message, "%s", text);
-  end_with_newline(message, sizeof message);
+  const size_t length =
+      end_with_newline(message, copy_text(message, sizeof message, text), sizeof message);
   char line[kLineSize];
-  format_line(log, kind, message, line, sizeof line);
+  format_line(log, kind, message, length, line, sizeof line);
   // A stream without a descriptor of its own (fopencookie, fmemopen) cannot be written
   // around its lock; the line goes to standard error instead.
   const int fd = fileno(log.stream == nullptr ? stderr : log.stream);

@@ -5,6 +5,7 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <new>
@@ -13,22 +14,51 @@
 
 namespace {
 
-// Large enough that a table goes to and from the kernel in few calls; stdio allocates it.
-constexpr size_t kStreamBuffer = 1 << 16;
+// Tables move through the file in blocks of this size; a text or record may straddle two.
+// The streams are unbuffered, so each block is one system call and no stdio call is made
+// per field.
+constexpr size_t kBlock = 1 << 16;
 
-// The table's streams are private to one call, so the unlocked stdio calls are safe and
-// spare a lock per field.
-bool write_bytes(FILE* file, const void* bytes, size_t size) {
-  return fwrite_unlocked(bytes, 1, size, file) == size;
-}
+using Block = std::unique_ptr<char[]>;
 
-bool write_int(FILE* file, int32_t value) { return write_bytes(file, &value, sizeof value); }
+Block new_block() { return Block(new (std::nothrow) char[kBlock]); }
+
+class BlockWriter {
+ public:
+  BlockWriter(FILE* file, char* block) : file_(file), block_(block) {}
+
+  bool put(const void* bytes, size_t size) {
+    const char* from = static_cast<const char*>(bytes);
+    while (size > 0) {
+      if (used_ == kBlock && !flush()) return false;
+      const size_t part = std::min(size, kBlock - used_);
+      memcpy(block_ + used_, from, part);
+      used_ += part;
+      from += part;
+      size -= part;
+    }
+    return true;
+  }
+
+  bool put_int(int32_t value) { return put(&value, sizeof value); }
+
+  bool flush() {
+    const bool written = fwrite(block_, 1, used_, file_) == used_;
+    used_ = 0;
+    return written;
+  }
+
+ private:
+  FILE* file_;
+  char* block_;
+  size_t used_ = 0;
+};
 
 // Reads fields in order and refuses any that would run past the end of the file, so that
 // a damaged length fails like a short file before anything is allocated for it.
 class FieldReader {
  public:
-  explicit FieldReader(FILE* file) : file_(file) {
+  FieldReader(FILE* file, char* block) : file_(file), block_(block) {
     struct stat status;
     // Only a regular file has a size to check against; anything else is read until it
     // comes short.
@@ -37,8 +67,16 @@ class FieldReader {
 
   bool read(void* out, int64_t size) {
     if (size < 0 || size > left_) return false;
-    if (fread_unlocked(out, 1, size, file_) != static_cast<size_t>(size)) return false;
     left_ -= size;
+    char* to = static_cast<char*>(out);
+    while (size > 0) {
+      if (at_ == end_ && !refill()) return false;
+      const size_t part = std::min(static_cast<size_t>(size), end_ - at_);
+      memcpy(to, block_ + at_, part);
+      at_ += part;
+      to += part;
+      size -= part;
+    }
     return true;
   }
 
@@ -48,7 +86,16 @@ class FieldReader {
   int64_t left() const { return left_; }
 
  private:
+  bool refill() {
+    at_ = 0;
+    end_ = fread(block_, 1, kBlock, file_);
+    return end_ > 0;
+  }
+
   FILE* file_;
+  char* block_;
+  size_t at_ = 0;
+  size_t end_ = 0;
   int64_t left_ = std::numeric_limits<int64_t>::max();
 };
 
@@ -65,8 +112,8 @@ char* read_text(FieldReader& reader, int32_t length) {
   return text;
 }
 
-Q7Star* read_table(FILE* file) {
-  FieldReader reader(file);
+Q7Star* read_table(FILE* file, char* block) {
+  FieldReader reader(file, block);
   int32_t timestamp;
   int32_t record_size;
   int32_t count;
@@ -104,39 +151,43 @@ Q7Star* read_table(FILE* file) {
   return table.release();
 }
 
-bool write_table(FILE* file, const Q7Star& table) {
-  bool ok = write_int(file, static_cast<int32_t>(table.timestamp)) &&
-            write_int(file, table.client_size) && write_int(file, table.count);
+bool write_table(FILE* file, char* block, const Q7Star& table) {
+  BlockWriter writer(file, block);
+  bool ok = writer.put_int(static_cast<int32_t>(table.timestamp)) &&
+            writer.put_int(table.client_size) && writer.put_int(table.count);
   for (int i = 0; ok && i < table.count; ++i) {
     const size_t length = strlen(table.strings[i]);
-    ok = length <= INT32_MAX && write_int(file, static_cast<int32_t>(length)) &&
-         write_bytes(file, table.strings[i], length);
+    ok = length <= INT32_MAX && writer.put_int(static_cast<int32_t>(length)) &&
+         writer.put(table.strings[i], length);
   }
   for (int i = 0; ok && i < table.count && table.client_size > 0; ++i) {
-    ok = write_bytes(file, table.clients[i], table.client_size);
+    ok = writer.put(table.clients[i], table.client_size);
   }
-  return ok;
+  return ok && writer.flush();
 }
 
 }  // namespace
 
 bool Q7Star::filewrite(char* path) {
   if (path == nullptr) return false;
+  const Block block = new_block();
+  if (block == nullptr) return false;
   FILE* file = fopen(path, "wb+");
   if (file == nullptr) return false;
-  setvbuf(file, nullptr, _IOFBF, kStreamBuffer);
+  setvbuf(file, nullptr, _IONBF, 0);
   timestamp = time(nullptr);
-  const bool written = write_table(file, *this);
-  // Closing flushes the last block, so its result counts as a write.
+  const bool written = write_table(file, block.get(), *this);
   return fclose(file) == 0 && written;
 }
 
 Q7Star* Q7Star::fileread(char* path) {
   if (path == nullptr) return nullptr;
+  const Block block = new_block();
+  if (block == nullptr) return nullptr;
   FILE* file = fopen(path, "rb");
   if (file == nullptr) return nullptr;
-  setvbuf(file, nullptr, _IOFBF, kStreamBuffer);
-  Q7Star* table = read_table(file);
+  setvbuf(file, nullptr, _IONBF, 0);
+  Q7Star* table = read_table(file, block.get());
   fclose(file);
   return table;
 }

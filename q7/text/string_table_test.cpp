@@ -3,11 +3,16 @@
 #include <gtest/gtest.h>
 #include <stdint.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "tests/support/child_process.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -194,6 +199,16 @@ TEST_F(StringTableFile, RoundTripKeepsTextsRecordsAndTimestamp) {
   EXPECT_TRUE(copy->add_client(text("more"), text("abc")));
   EXPECT_EQ(copy->capacity, 10);
 
+  // Enough entries that texts and records straddle the blocks the file moves in.
+  Q7Star large(5);
+  for (int i = 0; i < 20000; ++i) large.add_client(text("shot" + std::to_string(i)), text("rec"));
+  ASSERT_TRUE(large.filewrite(text(path)));
+  std::unique_ptr<Q7Star> large_copy(large.fileread(text(path)));
+  ASSERT_NE(large_copy, nullptr);
+  ASSERT_EQ(large_copy->n(), 20000);
+  EXPECT_STREQ(large_copy->get(19999), "shot19999");
+  EXPECT_STREQ(static_cast<char*>(large_copy->get_client(12345)), "rec");
+
   Q7Star empty;
   ASSERT_TRUE(empty.filewrite(text(path)));
   std::unique_ptr<Q7Star> empty_copy(empty.fileread(text(path)));
@@ -231,6 +246,31 @@ TEST_F(StringTableFile, EveryCutAndEveryBadFieldFails) {
     EXPECT_EQ(read, nullptr) << b.what;
   }
   EXPECT_EQ(table.n(), 2);
+}
+
+TEST_F(StringTableFile, ReadsFromAPipeWithoutAFileSize) {
+  Q7Star table;
+  table.add(text("through"));
+  table.add(text("a fifo"));
+  ASSERT_TRUE(table.filewrite(text(path)));
+  const std::string bytes = q7test::read_file(path);
+  const std::string fifo = dir.file("fifo");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  // Opening a fifo waits for the other end, so the scenario runs in a child that the
+  // timeout can kill.
+  const auto result = q7test::run_in_child(
+      [&] {
+        std::thread writer([&] {
+          FILE* out = fopen(fifo.c_str(), "wb");
+          fwrite(bytes.data(), 1, bytes.size(), out);
+          fclose(out);
+        });
+        std::unique_ptr<Q7Star> read(table.fileread(text(fifo)));
+        writer.join();
+        _exit(read != nullptr && strcmp(read->get(1), "a fifo") == 0 ? 0 : 1);
+      },
+      std::chrono::seconds(20));
+  EXPECT_TRUE(result.exited_with(0)) << q7test::describe(result);
 }
 
 TEST_F(StringTableFile, TextWithNulIsCutAndPathsThatFail) {

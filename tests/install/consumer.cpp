@@ -11,6 +11,7 @@ void count_copy(void*, int, int) { ++copies; }
 }  // namespace
 
 int main() {
+  q7mp_scheduler_setup(1);
   q7_notify(3, "q7 consumer: %d processors", q7mp_get_nprocs());
   q7mp_lib_mp_exec(nullptr, count_copy, 100, nullptr);
   const char* id = uuid_new();
