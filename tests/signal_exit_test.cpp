@@ -28,23 +28,29 @@ void say(void* text) {
   fflush(stdout);
 }
 
+std::string first_line(int signal_number) {
+  return "In call_exit_handlers_abend( " + std::to_string(signal_number) + " )\n";
+}
+
 TEST(SignalExit, SignalsMapToExitStatusesAfterTheHandlers) {
+  const std::string user = "DEBUG: SIGNAL: Interrupted by user";
+  const std::string fatal = "DEBUG: SIGNAL: Fatal internal error";
   const struct {
     int signal_number;
     int status;
-    const char* report;  // on standard error at log level 4
+    std::string report;  // on standard error at log level 4, before " (signal N)\n"
   } cases[] = {
-      {SIGHUP, 1, "DEBUG: SIGNAL: Interrupted by user (signal 1)\n"},
-      {SIGINT, 1, "DEBUG: SIGNAL: Interrupted by user (signal 2)\n"},
-      {SIGTERM, 1, "DEBUG: SIGNAL: Interrupted by user (signal 15)\n"},
-      {SIGTSTP, 1, "DEBUG: SIGNAL: Interrupted by user (signal 20)\n"},
-      {SIGABRT, 1, "DEBUG: SIGNAL: Interrupted by user (signal 6)\n"},
-      {SIGSEGV, 2, "DEBUG: SIGNAL: Fatal internal error (signal 11)\n"},
-      {SIGFPE, 2, "DEBUG: SIGNAL: Fatal internal error (signal 8)\n"},
-      {SIGILL, 2, "DEBUG: SIGNAL: Fatal internal error (signal 4)\n"},
-      {SIGALRM, 3, "SIGNAL: Alarm call (signal 14)\n"},
-      {SIGXCPU, 3, "SIGNAL: Quota exceeded (signal 24)\n"},
-      {SIGXFSZ, 3, "SIGNAL: Quota exceeded (signal 25)\n"},
+      {SIGHUP, 1, user},
+      {SIGINT, 1, user},
+      {SIGTERM, 1, user},
+      {SIGTSTP, 1, user},
+      {SIGABRT, 1, user},
+      {SIGSEGV, 2, fatal},
+      {SIGFPE, 2, fatal},
+      {SIGILL, 2, fatal},
+      {SIGALRM, 3, "SIGNAL: Alarm call"},
+      {SIGXCPU, 3, "SIGNAL: Quota exceeded"},
+      {SIGXFSZ, 3, "SIGNAL: Quota exceeded"},
   };
   for (const auto& c : cases) {
     const auto result = q7test::run_in_child([&c] {
@@ -53,35 +59,27 @@ TEST(SignalExit, SignalsMapToExitStatusesAfterTheHandlers) {
       raise(c.signal_number);
       exit(9);
     });
-    EXPECT_TRUE(result.exited_with(c.status)) << "signal " << c.signal_number << "\n"
-                                              << describe(result);
-    EXPECT_EQ(result.out, "In call_exit_handlers_abend( " + std::to_string(c.signal_number) +
-                              " )\ncleaned up\n")
-        << "signal " << c.signal_number;
-    EXPECT_THAT(result.err, HasSubstr(c.report)) << "signal " << c.signal_number;
+    const std::string where = "signal " + std::to_string(c.signal_number);
+    EXPECT_TRUE(result.exited_with(c.status)) << where << "\n" << describe(result);
+    EXPECT_EQ(result.out, first_line(c.signal_number) + "cleaned up\n") << where;
+    EXPECT_THAT(result.err,
+                HasSubstr(c.report + " (signal " + std::to_string(c.signal_number) + ")\n"))
+        << where;
   }
 }
 
-TEST(SignalExit, ReportsAtDefaultLevelStayQuiet) {
-  const auto result = q7test::run_in_child([] {
-    register_exit_handler(say, const_cast<char*>("cleaned up"));
-    raise(SIGTERM);
-  });
-  EXPECT_TRUE(result.exited_with(1)) << describe(result);
-  EXPECT_EQ(result.out, "In call_exit_handlers_abend( 15 )\ncleaned up\n");
-  EXPECT_THAT(result.err, Not(HasSubstr("Interrupted")));
-}
-
-TEST(SignalExit, OtherSignalsOnlyPrintTheFirstLine) {
+TEST(SignalExit, QuietAtTheDefaultLevelAndOtherSignalsOnlyPrintTheFirstLine) {
   const auto result = q7test::run_in_child([] {
     register_exit_handler(say, const_cast<char*>("cleaned up"));
     signal(SIGUSR1, call_exit_handlers_abend);
     raise(SIGUSR1);
     printf("still running\n");
-    exit(0);
+    raise(SIGTERM);
   });
-  EXPECT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.out, "In call_exit_handlers_abend( 10 )\nstill running\ncleaned up\n");
+  EXPECT_TRUE(result.exited_with(1)) << describe(result);
+  EXPECT_EQ(result.out,
+            first_line(SIGUSR1) + "still running\n" + first_line(SIGTERM) + "cleaned up\n");
+  EXPECT_THAT(result.err, Not(HasSubstr("Interrupted")));
 }
 
 // A stream whose writes raise a signal: the signal arrives while the writing thread holds
@@ -92,15 +90,13 @@ ssize_t write_and_interrupt(void*, const char*, size_t size) {
 }
 
 TEST(SignalExit, SignalInsideTheLogDoesNotWaitForItsOwnLock) {
-  const auto result = q7test::run_in_child(
-      [] {
-        q7_notify_setlevel(4);
-        register_exit_handler(say, const_cast<char*>("cleaned up"));
-        FILE* stream = fopencookie(nullptr, "w", {nullptr, write_and_interrupt, nullptr, nullptr});
-        defaultLogger.setFile(stream);
-        q7_notify(3, "a line whose flush is interrupted");
-      },
-      std::chrono::seconds(20));
+  const auto result = q7test::run_in_child([] {
+    q7_notify_setlevel(4);
+    register_exit_handler(say, const_cast<char*>("cleaned up"));
+    defaultLogger.setFile(
+        fopencookie(nullptr, "w", {nullptr, write_and_interrupt, nullptr, nullptr}));
+    q7_notify(3, "a line whose flush is interrupted");
+  });
   EXPECT_TRUE(result.exited_with(1)) << describe(result);
   EXPECT_THAT(result.out, HasSubstr("cleaned up\n"));
   EXPECT_THAT(result.err, HasSubstr("DEBUG: SIGNAL: Interrupted by user (signal 2)\n"));
@@ -110,32 +106,30 @@ void hang(void*) {
   for (;;) pause();
 }
 
-TEST(SignalExit, StuckHandlersEndWithTheSignalStatus) {
-  const auto result = q7test::run_in_child([] {
+void signal_from_another_thread(void*) {
+  std::thread([] { raise(SIGTERM); }).detach();
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  printf("after second signal\n");
+}
+
+TEST(SignalExit, StuckHandlersAndSecondSignalsCannotStopTheExit) {
+  const auto stuck = q7test::run_in_child([] {
     q7::internal::set_signal_exit_timeout(1);
     register_exit_handler(hang, nullptr);
     register_exit_handler(say, const_cast<char*>("ran first"));
     raise(SIGSEGV);
   });
-  EXPECT_TRUE(result.exited_with(2)) << describe(result);
-  EXPECT_THAT(result.out, HasSubstr("ran first\n"));
-  EXPECT_THAT(result.err, HasSubstr("SIGNAL: exit handlers did not finish\n"));
-}
+  EXPECT_TRUE(stuck.exited_with(2)) << describe(stuck);
+  EXPECT_THAT(stuck.out, HasSubstr("ran first\n"));
+  EXPECT_THAT(stuck.err, HasSubstr("SIGNAL: exit handlers did not finish\n"));
 
-TEST(SignalExit, SecondSignalFromAnotherThreadLeavesTheFirstExitToFinish) {
-  const auto result = q7test::run_in_child([] {
+  const auto twice = q7test::run_in_child([] {
     register_exit_handler(say, const_cast<char*>("once"));
-    register_exit_handler(
-        [](void*) {
-          std::thread([] { raise(SIGTERM); }).detach();
-          std::this_thread::sleep_for(std::chrono::milliseconds(100));
-          printf("after second signal\n");
-        },
-        nullptr);
+    register_exit_handler(signal_from_another_thread, nullptr);
     raise(SIGINT);
   });
-  EXPECT_TRUE(result.exited_with(1)) << describe(result);
-  EXPECT_THAT(result.out, HasSubstr("after second signal\nonce\n"));
+  EXPECT_TRUE(twice.exited_with(1)) << describe(twice);
+  EXPECT_THAT(twice.out, HasSubstr("after second signal\nonce\n"));
 }
 
 }  // namespace

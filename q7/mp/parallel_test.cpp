@@ -5,8 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <stdlib.h>
-#include <sys/sysinfo.h>
 
 #include <atomic>
 #include <chrono>
@@ -23,194 +21,139 @@
 
 namespace {
 
-using ::testing::MatchesRegex;
 using Band = std::pair<int, int>;
+using q7test::require_in_child;
 
-void require(bool condition, int status) {
-  if (!condition) exit(status);
-}
-
-// What the copies of one execution saw.
+// What the copies of one execution saw: per processor its band of [first, last).
 struct Record {
-  std::mutex mutex;
-  std::vector<int> ids;
-  std::set<pthread_t> threads;
-  std::vector<std::pair<int, Band>> bands;  // processor, band
-  std::atomic<int> returned{0};
   int first = 0;
   int last = 0;
+  std::mutex mutex;
+  std::vector<Band> bands{8, Band{-1, -1}};
+  std::set<pthread_t> threads;
+  int copies = 0;
 };
 
-void record_copy(void* raw, void* arg2, void*, void*, void*, void*) {
+void record_copy(void* raw, void* marker, void*, void*, void*, void*) {
   auto* record = static_cast<Record*>(raw);
-  require(arg2 == reinterpret_cast<void*>(0x5eed), 20);
-  int band_first = -1;
-  int band_last = -1;
-  const int processor = q7mp_find_band(record->first, record->last, band_first, band_last);
+  require_in_child(marker == reinterpret_cast<void*>(0x5eed), 20);
+  Band band;
+  const int processor = q7mp_find_band(record->first, record->last, band.first, band.second);
+  require_in_child(processor == q7mp_id(), 21);
   std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  {
-    std::lock_guard<std::mutex> lock(record->mutex);
-    record->ids.push_back(q7mp_id());
-    record->threads.insert(pthread_self());
-    record->bands.push_back({processor, {band_first, band_last}});
-  }
-  ++record->returned;
+  std::lock_guard<std::mutex> lock(record->mutex);
+  record->bands.at(processor) = band;
+  record->threads.insert(pthread_self());
+  ++record->copies;
 }
 
-void run(Record& record) {
-  q7mp_exec(reinterpret_cast<void (*)()>(record_copy), &record, reinterpret_cast<void*>(0x5eed),
-            nullptr, nullptr, nullptr, nullptr);
+void exec(void (*function)(void*, void*, void*, void*, void*, void*), void* arg1 = nullptr,
+          void* arg2 = nullptr) {
+  q7mp_exec(reinterpret_cast<void (*)()>(function), arg1, arg2, nullptr, nullptr, nullptr, nullptr);
 }
 
-std::vector<Band> bands_by_processor(Record& record) {
-  std::vector<Band> bands(record.bands.size());
-  for (const auto& [processor, band] : record.bands) bands.at(processor) = band;
-  return bands;
+// Runs an execution over [first, last) and returns the bands of the first `count` processors.
+std::vector<Band> bands_of(int first, int last, int count, Record& record) {
+  record.first = first;
+  record.last = last;
+  exec(record_copy, &record, reinterpret_cast<void*>(0x5eed));
+  return std::vector<Band>(record.bands.begin(), record.bands.begin() + count);
 }
 
 TEST(ParallelExecution, OneProcessorRunsOnTheCallingThread) {
   const auto result = q7test::run_in_child([] {
-    require(q7mp_get_nprocs() == 1, 2);  // fixed before the thread layer was set up
+    require_in_child(q7mp_get_nprocs() == 1, 2);  // fixed before the layer was set up
     q7mp_init_threads();
-    require(q7mp_get_nprocs() == 1, 3);
     Record record;
-    record.last = 10;
-    run(record);
-    require(record.returned == 1 && record.threads == std::set{pthread_self()}, 4);
-    require(record.ids == std::vector<int>{0}, 5);
-    require(bands_by_processor(record) == std::vector<Band>{{0, 10}}, 6);
+    require_in_child(bands_of(0, 10, 1, record) == std::vector<Band>{{0, 10}}, 3);
+    require_in_child(record.copies == 1 && record.threads == std::set{pthread_self()}, 4);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }
 
-TEST(ParallelExecution, EachProcessorGetsItsIdAndBand) {
+TEST(ParallelExecution, EachProcessorGetsItsOwnThreadAndBand) {
   const auto result = q7test::run_in_child([] {
     q7mp_set_nprocs(4);
     q7mp_set_nprocs(2);
-    require(q7mp_get_nprocs() == 4, 2);
     Record record;
-    record.last = 10;
-    run(record);
-    require(record.returned == 4, 3);
-    require(record.threads.size() == 4 && !record.threads.count(pthread_self()), 4);
-    require(
-        std::multiset<int>(record.ids.begin(), record.ids.end()) == std::multiset<int>{0, 1, 2, 3},
-        5);
-    require(bands_by_processor(record) == std::vector<Band>{{0, 2}, {2, 4}, {4, 6}, {6, 10}}, 6);
-    require(q7mp_handlers == nullptr && num_threads == 0, 7);
-
+    require_in_child(
+        bands_of(0, 10, 4, record) == std::vector<Band>{{0, 2}, {2, 4}, {4, 6}, {6, 10}}, 2);
+    require_in_child(record.copies == 4 && record.threads.size() == 4, 3);
+    require_in_child(!record.threads.count(pthread_self()) && q7mp_handlers == nullptr, 4);
     Record few;
-    few.last = 3;
-    run(few);
-    require(bands_by_processor(few) == std::vector<Band>{{0, 3}, {3, 3}, {3, 3}, {3, 3}}, 8);
-
-    int band_first = -1;
-    int band_last = -1;
-    require(img_mp_lineband(0, 10, band_first, band_last) == 0, 9);
-    require(band_first == 0 && band_last == 2, 10);
-    require(q7mp_id() == 0, 11);
+    require_in_child(bands_of(0, 3, 4, few) == std::vector<Band>{{0, 3}, {3, 3}, {3, 3}, {3, 3}},
+                     5);
+    Record offset;
+    require_in_child(bands_of(100, 200, 4, offset) ==
+                         std::vector<Band>{{100, 125}, {125, 150}, {150, 175}, {175, 200}},
+                     6);
+    Band outside;
+    require_in_child(img_mp_lineband(0, 10, outside.first, outside.second) == 0, 7);
+    require_in_child(outside == Band{0, 2} && num_threads == 0, 8);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_THAT(result.err,
-              MatchesRegex("\\(Q7 LIB\\)                  : Simulating 4-way multi-processing\n"
-                           "\\(Q7 LIB\\) [0-9:.]+ WARN : 2-way Multi-processing already setup\\. "
-                           "\\(Can't change it\\)\n"));
+              ::testing::MatchesRegex(
+                  "\\(Q7 LIB\\)                  : Simulating 4-way multi-processing\n"
+                  "\\(Q7 LIB\\) [0-9:.]+ WARN : 2-way Multi-processing already setup\\. "
+                  "\\(Can't change it\\)\n"));
 }
 
-TEST(ParallelExecution, TwoProcessorsSplitARangeWithAnOffset) {
-  const auto result = q7test::run_in_child([] {
-    q7mp_set_nprocs(2);
-    Record record;
-    record.first = 100;
-    record.last = 200;
-    run(record);
-    require(bands_by_processor(record) == std::vector<Band>{{100, 150}, {150, 200}}, 2);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-}
-
-TEST(ParallelExecution, CountComesFromTheMachineOnceTheLayerIsUp) {
-  const auto result = q7test::run_in_child([] {
-    q7mp_init_threads();
-    require(q7mp_get_nprocs() == get_nprocs(), 2);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-}
-
-std::vector<Band>* line_calls;
+std::vector<Band> line_calls;
 std::mutex line_calls_mutex;
 
 void note_lines(void*, int first_line, int last_line) {
   std::lock_guard<std::mutex> lock(line_calls_mutex);
-  line_calls->push_back({first_line, last_line});
+  line_calls.push_back({first_line, last_line});
 }
 
 TEST(ParallelExecution, LibraryExecPassesInclusiveBands) {
   const auto result = q7test::run_in_child([] {
     q7mp_set_nprocs(4);
-    std::vector<Band> calls;
-    line_calls = &calls;
-    q7mp_lib_mp_exec(nullptr, note_lines, 10, nullptr);
-    std::multiset<Band> seen(calls.begin(), calls.end());
-    require(seen == std::multiset<Band>{{0, 1}, {2, 3}, {4, 5}, {6, 9}}, 2);
-    calls.clear();
-    q7mp_lib_mp_exec(nullptr, note_lines, 3, nullptr);
-    seen = std::multiset<Band>(calls.begin(), calls.end());
-    require(seen == std::multiset<Band>{{0, 2}, {3, 2}, {3, 2}, {3, 2}}, 3);
+    const auto calls = [](int lines) {
+      line_calls.clear();
+      q7mp_lib_mp_exec(nullptr, note_lines, lines, nullptr);
+      return std::multiset<Band>(line_calls.begin(), line_calls.end());
+    };
+    require_in_child(calls(10) == std::multiset<Band>{{0, 1}, {2, 3}, {4, 5}, {6, 9}}, 2);
+    require_in_child(calls(3) == std::multiset<Band>{{0, 2}, {3, 2}, {3, 2}, {3, 2}}, 3);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }
 
 std::atomic<int> copies_running{0};
 std::atomic<int> most_copies_running{0};
+std::atomic<int> inner_calls{0};
 
 void overlap_probe(void*, void*, void*, void*, void*, void*) {
   const int now = ++copies_running;
-  int most = most_copies_running;
-  while (now > most && !most_copies_running.compare_exchange_weak(most, now)) {
+  for (int most = most_copies_running; now > most;) {
+    most_copies_running.compare_exchange_weak(most, now);
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(3));
   --copies_running;
 }
 
-TEST(ParallelExecution, ExecutionsFromTwoThreadsRunOneAfterTheOther) {
+void inner(void*, void*, void*, void*, void*, void*) { ++inner_calls; }
+void nested(void*, void*, void*, void*, void*, void*) { exec(inner); }
+
+TEST(ParallelExecution, ExecutionsRunOneAtATimeAndNestedOnesStayOnTheirThread) {
   const auto result = q7test::run_in_child([] {
     q7mp_set_nprocs(2);
     const auto many = [] {
-      for (int i = 0; i < 10; ++i) {
-        q7mp_exec(reinterpret_cast<void (*)()>(overlap_probe), nullptr, nullptr, nullptr, nullptr,
-                  nullptr, nullptr);
-      }
+      for (int i = 0; i < 10; ++i) exec(overlap_probe);
     };
     std::thread other(many);
     many();
     other.join();
-    require(most_copies_running == 2, 2);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-}
-
-std::atomic<int> inner_calls{0};
-
-void inner(void*, void*, void*, void*, void*, void*) { ++inner_calls; }
-
-void nested(void*, void*, void*, void*, void*, void*) {
-  q7mp_exec(reinterpret_cast<void (*)()>(inner), nullptr, nullptr, nullptr, nullptr, nullptr,
-            nullptr);
-}
-
-TEST(ParallelExecution, ExecutionInsideAProcessorRunsOnItsThread) {
-  const auto result = q7test::run_in_child([] {
-    q7mp_set_nprocs(3);
-    q7mp_exec(reinterpret_cast<void (*)()>(nested), nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr);
-    require(inner_calls == 3, 2);
+    require_in_child(most_copies_running == 2, 2);
+    exec(nested);
+    require_in_child(inner_calls == 2, 3);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }
 
 void* blocked_sema;
-
 void block(void*, void*, void*, void*, void*, void*) { q7mp_wait_sema(blocked_sema); }
 
 TEST(ParallelExecution, CloseCancelsTheProcessorsOfARunningExecution) {
@@ -225,10 +168,9 @@ TEST(ParallelExecution, CloseCancelsTheProcessorsOfARunningExecution) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
       q7mp_close_threads();
     });
-    q7mp_exec(reinterpret_cast<void (*)()>(block), nullptr, nullptr, nullptr, nullptr, nullptr,
-              nullptr);
+    exec(block);
     closer.join();
-    require(q7mp_handlers == nullptr, 2);
+    require_in_child(q7mp_handlers == nullptr, 2);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }

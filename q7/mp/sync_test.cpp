@@ -2,7 +2,6 @@
 #include "q7/mp/sync.h"
 
 #include <errno.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,8 +12,6 @@
 #include "tests/support/child_process.h"
 
 namespace {
-
-using ::testing::HasSubstr;
 
 int test_from_other_thread(void* mutex) {
   return std::async(std::launch::async,
@@ -36,29 +33,26 @@ TEST(Mutex, MadeLockedOrFreeAndTestedWithoutWaiting) {
   EXPECT_EQ(q7mp_test_mutex(held), 0) << "not recursive";
   EXPECT_EQ(q7mp_release_mutex(held), 0);
   q7mp_delete_mutex(held);
-  q7mp_delete_mutex(nullptr);
 }
 
 TEST(Mutex, NullHandleFailsWithTheMutexErrorText) {
   const auto result = q7test::run_in_child([] {
-    if (q7mp_get_mutex(nullptr) != EINVAL) exit(3);
-    if (q7mp_release_mutex(nullptr) != EINVAL) exit(4);
-    if (q7mp_test_mutex(nullptr) != 0) exit(5);
+    if (q7mp_get_mutex(nullptr) != EINVAL || q7mp_release_mutex(nullptr) != EINVAL) exit(3);
+    if (q7mp_test_mutex(nullptr) != 0) exit(4);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_EQ(result.err, "THREAD: mutex lock errors...\nTHREAD: mutex lock errors...\n");
 }
 
-TEST(CondBlock, TimedWaitLastsItsTimeThroughSignals) {
+TEST(CondBlock, TimedWaitLastsItsWholeTimeThroughWakeUps) {
   void* cond = q7mp_new_cond_block();
   void* mutex = q7mp_new_mutex(0);
   std::atomic<bool> done{false};
   std::thread signaller([&] {
-    while (!done) {
+    for (; !done; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
       q7mp_get_mutex(mutex);
       q7mp_cond_signal(cond);
       q7mp_release_mutex(mutex);
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
   });
   q7mp_get_mutex(mutex);
@@ -74,24 +68,6 @@ TEST(CondBlock, TimedWaitLastsItsTimeThroughSignals) {
   q7mp_delete_mutex(mutex);
 }
 
-TEST(CondBlock, WaitEndsWhenSignalled) {
-  void* cond = q7mp_new_cond_block();
-  void* mutex = q7mp_new_mutex(0);
-  bool ready = false;
-  std::thread waker([&] {
-    q7mp_get_mutex(mutex);
-    ready = true;
-    q7mp_cond_signal(cond);
-    q7mp_release_mutex(mutex);
-  });
-  q7mp_get_mutex(mutex);
-  while (!ready) ASSERT_EQ(q7mp_cond_wait(cond, mutex), 0);
-  q7mp_release_mutex(mutex);
-  waker.join();
-  q7mp_delete_cond_block(cond);
-  q7mp_delete_mutex(mutex);
-}
-
 TEST(Semaphore, CountsPostsAndWaits) {
   void* sema = q7mp_new_sema(0);
   ASSERT_NE(sema, nullptr);
@@ -99,7 +75,6 @@ TEST(Semaphore, CountsPostsAndWaits) {
   EXPECT_EQ(q7mp_post_sema(sema), 0);
   EXPECT_EQ(q7mp_test_sema(sema), 1);
   EXPECT_EQ(q7mp_test_sema(sema), 0);
-
   std::thread poster([sema] {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     q7mp_post_sema(sema);
@@ -107,7 +82,6 @@ TEST(Semaphore, CountsPostsAndWaits) {
   EXPECT_EQ(q7mp_wait_sema(sema), 1);
   poster.join();
   EXPECT_EQ(q7mp_delete_sema(sema), 0);
-
   EXPECT_EQ(q7mp_new_sema(-1), nullptr);
   EXPECT_EQ(q7mp_post_sema(nullptr), -1);
   EXPECT_EQ(q7mp_wait_sema(nullptr), -1);

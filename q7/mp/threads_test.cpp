@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/sysinfo.h>
 
 #include <chrono>
@@ -18,10 +17,11 @@
 
 namespace {
 
+using q7test::require_in_child;
 using ::testing::HasSubstr;
 
-// Library threads in these tests wait on `release` and then, when `leave` is set, take
-// their own entry out of the table.
+// Library threads in these tests post `started`, wait for `release`, note their own id and,
+// when `leave` is set, take their entry out of the table, then post `started` again.
 struct Worker {
   void* started = q7mp_new_sema(0);
   void* release = q7mp_new_sema(0);
@@ -50,58 +50,39 @@ std::vector<int> table_ids() {
   return ids;
 }
 
-// Fails the child with `status` when `condition` does not hold.
-void require(bool condition, int status) {
-  if (!condition) exit(status);
-}
-
-TEST(ThreadTable, IdsStartAt4096AndRemovalKeepsOrder) {
+TEST(ThreadTable, IdsStartAt4096AndKillingKeepsTheOrder) {
   Q7_SKIP_WHERE_CANCELLATION_IS_UNTRACKED();
   const auto result = q7test::run_in_child([] {
-    require(q7mp_threadid() == -1, 2);
+    require_in_child(q7mp_threadid() == -1, 2);
     Worker worker;
-    require(q7mp_start_thread(work, &worker) == 4096, 3);
-    require(q7mp_start_thread(work, &worker) == 4097, 4);
-    require(q7mp_start_thread(work, &worker) == 4098, 5);
-    require(table_ids() == std::vector<int>{4096, 4097, 4098}, 6);
+    for (int i = 0; i < 3; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 3);
     q7mp_kill_thread(4097);
-    require(table_ids() == std::vector<int>{4096, 4098}, 7);
+    require_in_child(table_ids() == std::vector<int>{4096, 4098}, 4);
     q7mp_kill_thread(4242);
-    require(table_ids() == std::vector<int>{4096, 4098}, 8);
-    require(q7mp_start_thread(work, &worker) == 4099, 9);
-    require(create_calls == 4, 10);
+    require_in_child(table_ids() == std::vector<int>{4096, 4098}, 5);
+    require_in_child(q7mp_start_thread(work, &worker) == 4099 && create_calls == 4, 6);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_EQ(result.err, "");
 }
 
-TEST(ThreadTable, AThreadFindsItsOwnId) {
-  const auto result = q7test::run_in_child([] {
-    Worker worker;
-    const int id = q7mp_start_thread(work, &worker);
-    q7mp_wait_sema(worker.started);
-    q7mp_post_sema(worker.release);
-    q7mp_wait_sema(worker.started);
-    require(worker.seen_id == id, 2);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-}
-
 TEST(ThreadTable, HoldsThirtyTwoThreadsUntilOneLeaves) {
   const auto result = q7test::run_in_child([] {
+    q7_notify_setlevel(5);
     Worker worker;
     worker.leave = true;
-    for (int i = 0; i < 32; ++i) require(q7mp_start_thread(work, &worker) == 4096 + i, 2);
-    require(q7mp_start_thread(work, &worker) == -1, 3);
+    for (int i = 0; i < 32; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 2);
+    require_in_child(q7mp_start_thread(work, &worker) == -1, 3);
     q7mp_post_sema(worker.release);
-    // Each thread posts once as it starts, and the one released once more after leaving.
+    // Each thread posts once as it starts, and the released one once more after leaving.
     for (int i = 0; i < 33; ++i) q7mp_wait_sema(worker.started);
-    require(num_threads == 31, 4);
-    require(q7mp_start_thread(work, &worker) == 4128, 5);
-    require(num_threads == 32, 6);
+    require_in_child(num_threads == 31 && worker.seen_id >= 4096, 4);
+    require_in_child(q7mp_start_thread(work, &worker) == 4128 && num_threads == 32, 5);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.err, "ERROR: Maximum number of thread's reached !!\n");
+  EXPECT_THAT(result.err, HasSubstr("TRACE: Created thread id = 4096, create_calls=1\n"));
+  EXPECT_THAT(result.err, HasSubstr("TRACE: Created thread id = 4127, create_calls=32\n"
+                                    "ERROR: Maximum number of thread's reached !!\n"));
 }
 
 TEST(ThreadTable, KillingAnEndedThreadOnlyRemovesItsEntry) {
@@ -113,52 +94,30 @@ TEST(ThreadTable, KillingAnEndedThreadOnlyRemovesItsEntry) {
     q7mp_wait_sema(worker.started);
     // The thread is past its function; give it time to end completely.
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    require(num_threads == 1, 2);
     q7mp_kill_thread(id);
-    require(num_threads == 0, 3);
+    require_in_child(num_threads == 0, 2);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_EQ(result.err, "");
 }
 
-TEST(ThreadTable, CloseCancelsThreadsAndALaterStartSetsUpAgain) {
+TEST(ThreadLayer, SetsUpOnceAndCloseCancelsTheThreads) {
   Q7_SKIP_WHERE_CANCELLATION_IS_UNTRACKED();
   const auto result = q7test::run_in_child([] {
+    require_in_child(q7mp_numcpu == 1 && pthreads_initialized == 0, 2);
+    q7mp_init_threads();
+    void* data_lock = q7mp_data_lock;
+    q7mp_init_threads();
+    require_in_child(q7mp_data_lock == data_lock && q7mp_numcpu == get_nprocs(), 3);
     Worker worker;
     for (int i = 0; i < 3; ++i) q7mp_start_thread(work, &worker);
     for (int i = 0; i < 3; ++i) q7mp_wait_sema(worker.started);
     q7mp_close_threads();
     for (int i = 0; i < 3; ++i) q7mp_wait_sema(worker.cancelled);
-    require(pthreads_initialized == 0 && num_threads == 0, 2);
-    require(q7mp_data_lock == nullptr && q7mp_serializer == nullptr, 3);
-    require(thread_id == 4099 && create_calls == 3, 4);
+    require_in_child(pthreads_initialized == 0 && num_threads == 0, 4);
+    require_in_child(q7mp_data_lock == nullptr && q7mp_serializer == nullptr, 5);
     q7mp_close_threads();
-    require(q7mp_start_thread(work, &worker) == 4099, 5);
-    require(pthreads_initialized == 1 && q7mp_data_lock != nullptr, 6);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-}
-
-TEST(ThreadTable, StartsAreTracedAtLevelFive) {
-  const auto result = q7test::run_in_child([] {
-    Worker worker;
-    q7_notify_setlevel(5);
-    q7mp_start_thread(work, &worker);
-    q7mp_start_thread(work, &worker);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_THAT(result.err, HasSubstr("TRACE: Created thread id = 4096, create_calls=1\n"));
-  EXPECT_THAT(result.err, HasSubstr("TRACE: Created thread id = 4097, create_calls=2\n"));
-}
-
-TEST(ThreadLayer, InitReadsTheProcessorCountOnce) {
-  const auto result = q7test::run_in_child([] {
-    require(q7mp_numcpu == 1 && pthreads_initialized == 0, 2);
-    q7mp_init_threads();
-    void* data_lock = q7mp_data_lock;
-    q7mp_init_threads();
-    require(q7mp_data_lock == data_lock, 3);
-    require(q7mp_numcpu == get_nprocs(), 4);
+    require_in_child(q7mp_start_thread(work, &worker) == 4099 && pthreads_initialized == 1, 6);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }

@@ -10,68 +10,47 @@
 
 namespace {
 
+using q7test::require_in_child;
+
 void say(void* text) { printf("%s\n", static_cast<const char*>(text)); }
 
-void register_late(void*) {
-  printf("registering late\n");
-  register_exit_handler(say, const_cast<char*>("late"));
-}
+void register_late(void*) { register_exit_handler(say, const_cast<char*>("late")); }
 
-TEST(ExitHandlers, RunOnceEachMostRecentFirst) {
-  const auto result = q7test::run_in_child([] {
-    register_exit_handler(say, const_cast<char*>("A"));
-    register_exit_handler(say, const_cast<char*>("B"));
-    register_exit_handler(say, const_cast<char*>("C"));
-    exit(0);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.out, "C\nB\nA\n");
-}
-
-TEST(ExitHandlers, ExitWaitEndsWithItsStatus) {
-  for (const bool plain_name : {false, true}) {
-    const auto result = q7test::run_in_child([plain_name] {
-      register_exit_handler(say, const_cast<char*>("cleaned"));
-      if (plain_name) exit_wait_c(5);
-      exit_wait(5);
+TEST(ExitHandlers, RunOnceEachMostRecentFirstWithTheExitStatus) {
+  for (const int how : {0, 1, 2}) {
+    const auto result = q7test::run_in_child([how] {
+      register_exit_handler(say, const_cast<char*>("A"));
+      register_exit_handler(register_late, nullptr);  // its handler is never called
+      register_exit_handler(say, const_cast<char*>("B"));
+      register_exit_handler(say, const_cast<char*>("C"));
+      if (how == 1) exit_wait_c(5);
+      if (how == 2) exit_wait(5);
+      exit(5);
     });
-    ASSERT_TRUE(result.exited_with(5)) << describe(result);
-    EXPECT_EQ(result.out, "cleaned\n");
+    EXPECT_TRUE(result.exited_with(5)) << describe(result);
+    EXPECT_EQ(result.out, "C\nB\nA\n") << "how=" << how;
   }
 }
 
-TEST(ExitHandlers, HandlerRegisteredDuringTheWalkIsNotCalled) {
-  const auto result = q7test::run_in_child([] {
-    register_exit_handler(say, const_cast<char*>("first"));
-    register_exit_handler(register_late, nullptr);
-    exit(0);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.out, "registering late\nfirst\n");
-}
-
-TEST(ExitHandlers, NullHandlerInstallsNothing) {
-  const auto result = q7test::run_in_child([] {
+TEST(ExitHandlers, NullHandlerInstallsNothingAndTheWalkResetsTheInstallation) {
+  const auto nothing = q7test::run_in_child([] {
     register_exit_handler(nullptr, nullptr);
-    if (handlers_initialised != 0 || handler_list != nullptr) exit(2);
+    require_in_child(handlers_initialised == 0 && handler_list == nullptr, 2);
     raise(SIGINT);
   });
-  EXPECT_EQ(result.term_signal, SIGINT) << describe(result);
-  EXPECT_EQ(result.out, "");
-}
+  EXPECT_EQ(nothing.term_signal, SIGINT) << describe(nothing);
 
-TEST(ExitHandlers, WalkEmptiesTheListAndALaterRegistrationInstallsAgain) {
-  const auto result = q7test::run_in_child([] {
+  const auto again = q7test::run_in_child([] {
     register_exit_handler(say, const_cast<char*>("one"));
-    if (handlers_initialised != 1) exit(2);
+    require_in_child(handlers_initialised == 1, 2);
     call_exit_handlers();
-    if (handlers_initialised != 0 || handler_list != nullptr) exit(3);
+    require_in_child(handlers_initialised == 0 && handler_list == nullptr, 3);
     register_exit_handler(say, const_cast<char*>("two"));
-    if (handlers_initialised != 1) exit(4);
+    require_in_child(handlers_initialised == 1, 4);
     exit(0);
   });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.out, "one\ntwo\n");
+  ASSERT_TRUE(again.exited_with(0)) << describe(again);
+  EXPECT_EQ(again.out, "one\ntwo\n");
 }
 
 }  // namespace

@@ -63,6 +63,10 @@ ChildResult run_in_child(const std::function<void()>& body, std::chrono::millise
   return result;
 }
 
+void require_in_child(bool condition, int status) {
+  if (!condition) _exit(status);
+}
+
 std::string describe(const ChildResult& result) {
   std::ostringstream text;
   if (result.timed_out) text << "timed out; ";

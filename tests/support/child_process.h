@@ -29,6 +29,10 @@ struct ChildResult {
 ChildResult run_in_child(const std::function<void()>& body,
                          std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
+// Inside a child: ends it at once with `status` when `condition` does not hold, so that
+// the parent's check of the exit status says which condition failed.
+void require_in_child(bool condition, int status);
+
 // Text for a failure message: how the child ended and what it wrote.
 std::string describe(const ChildResult& result);
 
