@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <string>
@@ -11,12 +10,13 @@
 namespace {
 
 using Words = std::vector<std::string>;
+using Table = std::vector<tagSCOMMANDS>;
 
 tagSCOMMANDS entry(const char* command, int code, const char* help, int min_args, int max_args) {
   return {const_cast<char*>(command), code, const_cast<char*>(help), min_args, max_args, false};
 }
 
-std::vector<tagSCOMMANDS> list_and_load() {
+Table list_and_load() {
   return {entry("list", 1, "list things", 0, 1), entry("load", 2, "load a file", 1, 1)};
 }
 
@@ -32,14 +32,11 @@ struct Options {
   int capacity = 20;
 };
 
-// One get_command call over `input`, with the prompt "q7" and an output stream unless
+// One get_command call reading `in`, with the prompt "q7" and an output stream unless
 // silent. Copied arguments are released here.
-Reply ask(std::vector<tagSCOMMANDS>& table, const std::string& input, Options options = {}) {
-  std::string bytes = input;
-  FILE* in = fmemopen(bytes.data(), bytes.size(), "r");
-  char* shown = nullptr;
-  size_t shown_size = 0;
-  FILE* out = options.silent ? nullptr : open_memstream(&shown, &shown_size);
+Reply ask(Table& table, FILE* in, Options options = {}) {
+  char shown[512] = {};
+  FILE* out = options.silent ? nullptr : fmemopen(shown, sizeof shown - 1, "w");
   char* arguments[40] = {};
   int count = -1;
   Reply reply;
@@ -48,60 +45,80 @@ Reply ask(std::vector<tagSCOMMANDS>& table, const std::string& input, Options op
                   arguments, &count, options.capacity, options.copy);
   reply.arguments.assign(arguments, arguments + count);
   if (options.copy) free_command_args(arguments, count);
+  if (out != nullptr) fclose(out);
+  reply.shown = shown;
+  return reply;
+}
+
+Reply ask(Table& table, std::string input, Options options = {}) {
+  FILE* in = fmemopen(input.data(), input.size(), "r");
+  Reply reply = ask(table, in, options);
   fclose(in);
-  if (out != nullptr) {
-    fclose(out);
-    reply.shown = shown;
-    free(shown);
-  }
   return reply;
 }
 
 TEST(GetCommand, RecognisesAbbreviationsAndChecksArguments) {
+  auto table = list_and_load();
+  // "show" has no second word, so it drops out at any second word; "l" is recognised at once,
+  // so "fi" after it is already an argument.
+  Table words = {entry("show status", 3, "", 0, 1), entry("list files", 4, "", 0, 1),
+                 entry("show", 5, "", 0, 1), entry("same", 6, "", 0, 0),
+                 entry("same", 7, "", 0, 0)};
+  Table many = {entry("many", 1, "", 0, 30)};
+  const std::string z79(79, 'z');
+  const std::string twenty_one =
+      "many a a a a a a a a a a a a a a a a a a a a a";  // one more than the reader takes
+  const std::string buffer = "q7> Too many arguments for supplied argument buffer.\n";
   const struct {
+    Table* table;
     std::string input;
     int result;
     Words arguments;
-    std::string message;
+    std::string shown;
+    int capacity = 20;
   } cases[] = {
-      {"l\n", -2, {}, "Ambiguous command.\n"},
-      {"li\n", 1, {}, ""},
-      {"LIST a\n", 1, {"a"}, ""},
-      {"listing a", 1, {"a"}, ""},
-      {"list a b\n", -3, {}, "Too many arguments supplied.\n"},
-      {"load\n", -4, {}, "Too few arguments supplied.\n"},
-      {"x\n", -1, {}, "Unknown command.\n"},
-      {"lo \"two words\"\n", 2, {"two words"}, ""},
-      {"lo a\\ b\n", -3, {}, "Too many arguments supplied.\n"},
-      {"  \t\n\nli\n", 1, {}, ""},
-      {"", 0, {}, ""},
+      {&table, "l\n", -2, {}, "q7> Ambiguous command.\n"},
+      {&table, "li\n", 1, {}, "q7> "},
+      {&table, "LIST a\n", 1, {"a"}, "q7> "},
+      {&table, "listing a", 1, {"a"}, "q7> "},
+      {&table, "list a b\n", -3, {}, "q7> Too many arguments supplied.\n"},
+      {&table, "load\n", -4, {}, "q7> Too few arguments supplied.\n"},
+      {&table, "x\n", -1, {}, "q7> Unknown command.\n"},
+      {&table, "lo \"two words\"\n", 2, {"two words"}, "q7> "},
+      {&table, "  \t\n\nli\n", 1, {}, "q7> q7> q7> "},
+      {&table, "", 0, {}, "q7> "},
+      {&words, "sh x\n", -1, {}, "q7> Unknown command.\n"},
+      {&words, "show\n", -2, {}, "q7> Ambiguous command.\n"},
+      {&words, "show stat x\n", 3, {"x"}, "q7> "},
+      {&words, "l fi\n", 4, {"fi"}, "q7> "},
+      {&words, "same\n", -2, {}, "q7> Ambiguous command.\n"},
+      {&many, "many a b\n", 1, {"a", "b"}, "q7> ", 2},
+      {&many, "many a b c\n", -5, {}, buffer, 2},
+      {&many, twenty_one, -5, {}, buffer, 30},
+      {&many, "many a\n", -5, {}, buffer, 0},
+      {&many, "many\n", 1, {}, "q7> ", 0},
+      {&many, "many " + z79 + "zzz", 1, {z79}, "q7> "},
   };
   for (const auto& c : cases) {
     for (bool silent : {false, true}) {
-      auto table = list_and_load();
-      const Reply reply = ask(table, c.input, {.silent = silent});
-      EXPECT_EQ(reply.result, c.result) << "input=" << c.input << " silent=" << silent;
-      EXPECT_EQ(reply.arguments, c.arguments) << "input=" << c.input << " silent=" << silent;
-      if (!silent) {
-        EXPECT_EQ(reply.shown.substr(reply.shown.rfind("q7> ") + 4), c.message)
-            << "input=" << c.input;
+      for (bool copy : {false, true}) {
+        const Reply reply =
+            ask(*c.table, c.input, {.silent = silent, .copy = copy, .capacity = c.capacity});
+        const auto where = "input=" + c.input + " silent=" + std::to_string(silent) +
+                           " copy=" + std::to_string(copy);
+        EXPECT_EQ(reply.result, c.result) << where;
+        EXPECT_EQ(reply.arguments, c.arguments) << where;
+        EXPECT_EQ(reply.shown, silent ? "" : c.shown) << where;
       }
     }
   }
 }
 
-TEST(GetCommand, PromptsForEveryLineIncludingBlankOnes) {
-  auto table = list_and_load();
-  EXPECT_EQ(ask(table, "\n   \nli\n").shown, "q7> q7> q7> ");
-  EXPECT_EQ(ask(table, "").shown, "q7> ");
-}
-
 TEST(GetCommand, HelpListsCandidatesAndReadsOn) {
   auto table = list_and_load();
-  auto shows = std::vector<tagSCOMMANDS>{entry("show status", 3, "status", 0, 0),
-                                         entry("show files", 4, "files", 0, 2)};
+  Table shows = {entry("show status", 3, "status", 0, 0), entry("show files", 4, "files", 0, 2)};
   const struct {
-    std::vector<tagSCOMMANDS>* table;
+    Table* table;
     std::string input;
     int result;
     std::string shown;
@@ -114,7 +131,6 @@ TEST(GetCommand, HelpListsCandidatesAndReadsOn) {
       {&table, "? lo x\n", -1, "q7> \nlist: list things\nload: load a file\nUnknown command.\n"},
       {&shows, "show ?\n", 0, "q7> \nshow status: status\nshow files: files\nq7> "},
       {&shows, "sh fi ?\n", 0, "q7> show files: files\nq7> "},
-      {&shows, "show\n", -2, "q7> Ambiguous command.\n"},
       {&shows, "s f a \"?\"\n", 4, "q7> "},
   };
   for (const auto& c : cases) {
@@ -122,68 +138,11 @@ TEST(GetCommand, HelpListsCandidatesAndReadsOn) {
     EXPECT_EQ(reply.result, c.result) << "input=" << c.input;
     EXPECT_EQ(reply.shown, c.shown) << "input=" << c.input;
   }
-}
-
-TEST(GetCommand, WithoutOutputQuestionMarkIsAWordOrSkipsTheLine) {
-  auto table = list_and_load();
+  // Without output "?" is a word to match, and a first argument "?" still skips the line.
   EXPECT_EQ(ask(table, "?\n", {.silent = true}).result, -1);
-  EXPECT_EQ(ask(table, "lo ?\nli x\n", {.silent = true}).result, 1);
-  EXPECT_EQ(ask(table, "lo ?\nli x\n", {.silent = true}).arguments, Words{"x"});
-}
-
-TEST(GetCommand, MultiWordCommandsNeedOnlyTheirDistinctWords) {
-  auto table = std::vector<tagSCOMMANDS>{
-      entry("show status", 3, "", 0, 1), entry("list files", 4, "", 0, 1),
-      entry("show", 5, "", 0, 1), entry("same", 6, "", 0, 0), entry("same", 7, "", 0, 0)};
-  const struct {
-    std::string input;
-    int result;
-    Words arguments;
-  } cases[] = {
-      // "show" has no second word, so it drops out at any second word.
-      {"sh x\n", -1, {}},
-      {"show\n", -2, {}},
-      {"show stat x\n", 3, {"x"}},
-      {"l\n", 4, {}},
-      // Recognised at "li": "fi" is already an argument.
-      {"li fi\n", 4, {"fi"}},
-      {"list files a\n", -3, {}},
-      {"same\n", -2, {}},
-  };
-  for (const auto& c : cases) {
-    const Reply reply = ask(table, c.input);
-    EXPECT_EQ(reply.result, c.result) << "input=" << c.input;
-    EXPECT_EQ(reply.arguments, c.arguments) << "input=" << c.input;
-  }
-  auto pair = std::vector<tagSCOMMANDS>{entry("show status", 3, "", 0, 1),
-                                        entry("list files", 4, "", 0, 1)};
-  EXPECT_EQ(ask(pair, "sh x\n").arguments, Words{"x"});
-}
-
-TEST(GetCommand, ArgumentLimits) {
-  auto table = std::vector<tagSCOMMANDS>{entry("many", 1, "", 0, 30)};
-  std::string twenty_one = "many";
-  for (int i = 0; i < 21; ++i) twenty_one += " a";
-  const struct {
-    std::string input;
-    int capacity;
-    int result;
-  } cases[] = {{"many a b\n", 2, 1},
-               {"many a b c\n", 2, -5},
-               {twenty_one, 30, -5},
-               {"many a\n", 0, -5},
-               {"many\n", 0, 1}};
-  for (const auto& c : cases) {
-    const Reply reply = ask(table, c.input, {.capacity = c.capacity});
-    EXPECT_EQ(reply.result, c.result) << "input=" << c.input << " capacity=" << c.capacity;
-    if (c.result == -5) {
-      EXPECT_EQ(reply.shown, "q7> Too many arguments for supplied argument buffer.\n");
-    }
-  }
-  const std::string long_argument(200, 'z');
-  EXPECT_EQ(ask(table, "many " + long_argument).arguments, Words{long_argument.substr(0, 79)});
-  EXPECT_EQ(ask(table, "many " + long_argument, {.copy = true}).arguments,
-            Words{long_argument.substr(0, 79)});
+  const Reply skipped = ask(table, "lo ?\nli x\n", {.silent = true});
+  EXPECT_EQ(skipped.result, 1);
+  EXPECT_EQ(skipped.arguments, Words{"x"});
 }
 
 TEST(GetCommand, StaticArgumentsLiveInLargsCopiesAreTheCallers) {
@@ -197,7 +156,6 @@ TEST(GetCommand, StaticArgumentsLiveInLargsCopiesAreTheCallers) {
   char* first = arguments[0];
   ASSERT_EQ(get_command(table.data(), 2, in, nullptr, nullptr, arguments, &count, 2, true), 1);
   EXPECT_STREQ(arguments[0], "second");
-  EXPECT_NE(arguments[0], largs[0]);
   EXPECT_STREQ(first, "first");
   free_command_args(arguments, count);
   EXPECT_EQ(arguments[0], nullptr);
@@ -207,36 +165,23 @@ TEST(GetCommand, StaticArgumentsLiveInLargsCopiesAreTheCallers) {
   free_command_args(nullptr, 3);
 }
 
+// The reader takes 4095 characters of a line, so "x" ends one line and "y" makes the next.
 TEST(GetCommand, ReadsSuccessiveLinesFromAPipe) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  const std::string script = "load a.tif\n\nlist\nbogus\n";
+  const std::string script = "load a.tif\n\nlist" + std::string(4090, ' ') + "xy\nbogus\n";
   ASSERT_EQ(write(ends[1], script.data(), script.size()), static_cast<ssize_t>(script.size()));
   close(ends[1]);
   FILE* in = fdopen(ends[0], "r");
   auto table = list_and_load();
-  char* arguments[1] = {};
-  int count = 0;
-  std::vector<int> results;
-  int result;
-  do {
-    result = get_command(table.data(), 2, in, nullptr, nullptr, arguments, &count, 1, true);
-    results.push_back(result);
-    free_command_args(arguments, count);
-  } while (result != 0 && results.size() < 10);
-  EXPECT_EQ(results, (std::vector<int>{2, 1, -1, 0}));
-  fclose(in);
-}
-
-TEST(GetCommand, SplitsOverlongLines) {
-  auto table = list_and_load();
-  const std::string input = "list" + std::string(5000, ' ') + "x\n";
-  FILE* in = fmemopen(const_cast<char*>(input.data()), input.size(), "r");
-  char* arguments[1] = {};
-  int count = 0;
-  EXPECT_EQ(get_command(table.data(), 2, in, nullptr, nullptr, arguments, &count, 1, false), 1);
-  EXPECT_EQ(count, 0);
-  EXPECT_EQ(get_command(table.data(), 2, in, nullptr, nullptr, arguments, &count, 1, false), -1);
+  std::string seen;
+  for (int call = 0; call < 6; ++call) {
+    const Reply reply = ask(table, in, {.silent = true, .copy = true, .capacity = 1});
+    seen += std::to_string(reply.result);
+    for (const auto& argument : reply.arguments) seen += ":" + argument;
+    seen += " ";
+  }
+  EXPECT_EQ(seen, "2:a.tif 1:x -1 -1 0 0 ");
   fclose(in);
 }
 
@@ -246,22 +191,21 @@ TEST(GetCommand, NullTableOrInputEndsAtOnce) {
   int count = 5;
   EXPECT_EQ(get_command(nullptr, 2, stdin, nullptr, nullptr, arguments, &count, 1, false), 0);
   EXPECT_EQ(count, 0);
-  EXPECT_EQ(get_command(table.data(), 2, nullptr, nullptr, nullptr, arguments, &count, 1, false),
-            0);
+  const Reply no_input = ask(table, static_cast<FILE*>(nullptr));
+  EXPECT_EQ(no_input.result, 0);
+  EXPECT_EQ(no_input.shown, "");
 }
 
 TEST(DumpCommandHelp, OneLinePerEntryInOrder) {
   auto table = list_and_load();
-  char* text = nullptr;
-  size_t size = 0;
-  FILE* out = open_memstream(&text, &size);
+  char shown[128] = {};
+  FILE* out = fmemopen(shown, sizeof shown - 1, "w");
   dump_command_help(table.data(), 2, out);
   dump_command_help(table.data(), 0, out);
   dump_command_help(nullptr, 2, out);
   dump_command_help(table.data(), 2, nullptr);
   fclose(out);
-  EXPECT_STREQ(text, "list: list things\nload: load a file\n");
-  free(text);
+  EXPECT_STREQ(shown, "list: list things\nload: load a file\n");
 }
 
 }  // namespace
