@@ -62,7 +62,10 @@ class FieldReader {
     struct stat status;
     // Only a regular file has a size to check against; anything else is read until it
     // comes short.
-    if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) left_ = status.st_size;
+    if (fstat(fileno(file), &status) == 0 && S_ISREG(status.st_mode)) {
+      left_ = status.st_size;
+      knows_size_ = true;
+    }
   }
 
   bool read(void* out, int64_t size) {
@@ -85,6 +88,9 @@ class FieldReader {
 
   int64_t left() const { return left_; }
 
+  // False for a pipe or device, whose fields are checked only as they arrive.
+  bool knows_size() const { return knows_size_; }
+
  private:
   bool refill() {
     at_ = 0;
@@ -97,19 +103,57 @@ class FieldReader {
   size_t at_ = 0;
   size_t end_ = 0;
   int64_t left_ = std::numeric_limits<int64_t>::max();
+  bool knows_size_ = false;
 };
+
+// Reads `size` bytes into a new block with `extra` bytes more at its end; null when they
+// cannot be read. Where the file's size is unknown, a damaged size must not reserve memory
+// for data that never comes, so the block grows only as the data arrives.
+char* read_block(FieldReader& reader, int64_t size, size_t extra) {
+  if (size > reader.left()) return nullptr;
+  const int64_t first = reader.knows_size() ? size : std::min<int64_t>(size, kBlock);
+  char* data = static_cast<char*>(malloc(static_cast<size_t>(first) + extra));
+  for (int64_t done = 0, room = first; data != nullptr; room = std::min(room * 2, size)) {
+    if (!reader.read(data + done, room - done)) break;
+    done = room;
+    if (done == size) return data;
+    char* grown =
+        static_cast<char*>(realloc(data, static_cast<size_t>(std::min(room * 2, size)) + extra));
+    if (grown == nullptr) break;
+    data = grown;
+  }
+  free(data);
+  return nullptr;
+}
 
 // A text of `length` bytes from the file, terminated; null when it cannot be read.
 char* read_text(FieldReader& reader, int32_t length) {
-  if (length > reader.left()) return nullptr;
-  char* text = static_cast<char*>(malloc(static_cast<size_t>(length) + 1));
-  if (text == nullptr) return nullptr;
-  if (!reader.read(text, length)) {
-    free(text);
-    return nullptr;
-  }
-  text[length] = '\0';
+  char* text = read_block(reader, length, 1);
+  if (text != nullptr) text[length] = '\0';
   return text;
+}
+
+// Makes room for entry `index` of `count`: all at once where the file's size vouches for
+// the count, otherwise growing as entries arrive. New slots are null.
+bool make_room(Q7Star& table, int index, int32_t count, bool all_at_once) {
+  if (index < table.capacity) return true;
+  const int grown =
+      all_at_once ? count
+                  : static_cast<int>(std::min<int64_t>(std::max(2 * table.capacity, 1024), count));
+  auto* strings = static_cast<char**>(realloc(table.strings, grown * sizeof(char*)));
+  if (strings == nullptr) return false;
+  table.strings = strings;
+  if (table.client_size > 0) {
+    auto* clients = static_cast<void**>(realloc(table.clients, grown * sizeof(void*)));
+    if (clients == nullptr) return false;
+    table.clients = clients;
+  }
+  for (int i = table.capacity; i < grown; ++i) {
+    table.strings[i] = nullptr;
+    if (table.client_size > 0) table.clients[i] = nullptr;
+  }
+  table.capacity = grown;
+  return true;
 }
 
 Q7Star* read_table(FILE* file, char* block) {
@@ -126,27 +170,19 @@ Q7Star* read_table(FILE* file, char* block) {
   std::unique_ptr<Q7Star> table(new (std::nothrow) Q7Star(record_size));
   if (table == nullptr) return nullptr;
   table->timestamp = timestamp;
-  if (count == 0) return table.release();
-  table->strings = static_cast<char**>(calloc(count, sizeof(char*)));
-  if (table->strings == nullptr) return nullptr;
-  if (record_size > 0) {
-    table->clients = static_cast<void**>(calloc(count, sizeof(void*)));
-    if (table->clients == nullptr) return nullptr;
-  }
-  // The destructor releases the entries filled so far; the rest are null.
-  table->capacity = count;
-  table->count = count;
+  // The destructor releases the entries read so far; the rest are null.
   for (int i = 0; i < count; ++i) {
     int32_t length;
-    if (!reader.read_count(length)) return nullptr;
-    table->strings[i] = read_text(reader, length);
-    if (table->strings[i] == nullptr) return nullptr;
-  }
-  for (int i = 0; i < count && record_size > 0; ++i) {
-    table->clients[i] = malloc(record_size);
-    if (table->clients[i] == nullptr || !reader.read(table->clients[i], record_size)) {
+    if (!make_room(*table, i, count, reader.knows_size()) || !reader.read_count(length)) {
       return nullptr;
     }
+    table->strings[i] = read_text(reader, length);
+    if (table->strings[i] == nullptr) return nullptr;
+    table->count = i + 1;
+  }
+  for (int i = 0; i < count && record_size > 0; ++i) {
+    table->clients[i] = read_block(reader, record_size, 0);
+    if (table->clients[i] == nullptr) return nullptr;
   }
   return table.release();
 }
