@@ -5,8 +5,8 @@
 #include <random>
 #include <vector>
 
-#include "q7/cipher/testing/cipher_peers.h"
-#include "q7/cipher/testing/peer_rows_gost.h"
+#include "tests/support/cipher/cipher_peers.h"
+#include "tests/support/cipher/peer_rows_gost.h"
 
 namespace {
 

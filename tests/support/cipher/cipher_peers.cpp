@@ -1,5 +1,5 @@
 // Calls into the peers that this build found (Q7_HAVE_<PEER>).
-#include "q7/cipher/testing/cipher_peers.h"
+#include "tests/support/cipher/cipher_peers.h"
 
 #include <string.h>
 
