@@ -12,7 +12,7 @@
 
 #include "q7/cipher/gost.h"
 #include "q7/cipher/internal/kernels.h"
-#include "q7/cipher/testing/cipher_peers.h"
+#include "tests/support/cipher/cipher_peers.h"
 
 extern char** environ;
 

@@ -1,5 +1,5 @@
 // Calls into the peers that this build found (Q7_HAVE_<PEER>).
-#include "q7/cipher/testing/cipher_peers.h"
+#include "tests/support/cipher/cipher_peers.h"
 
 #include <string.h>
 
@@ -24,12 +24,6 @@
 namespace q7test::peers {
 
 #ifdef Q7_HAVE_CRYPTOPP
-bool cryptopp_encrypt_block(const uint8_t* key, const uint8_t* in, uint8_t* out) {
-  CryptoPP::GOST::Encryption cipher(key, 32);
-  cipher.ProcessBlock(in, out);
-  return true;
-}
-
 bool cryptopp_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
                   uint8_t* out, size_t bytes) {
   if (encrypt) {
@@ -42,7 +36,6 @@ bool cryptopp_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uin
   return true;
 }
 #else
-bool cryptopp_encrypt_block(const uint8_t*, const uint8_t*, uint8_t*) { return false; }
 bool cryptopp_cfb(bool, const uint8_t*, const uint8_t*, const uint8_t*, uint8_t*, size_t) {
   return false;
 }
@@ -63,31 +56,23 @@ bool gcrypt_ready() {
   return ready;
 }
 
-bool gcrypt_run(int mode, bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
+}  // namespace
+
+bool gcrypt_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
                 uint8_t* out, size_t bytes) {
   if (!gcrypt_ready()) return false;
   gcry_cipher_hd_t handle;
-  if (gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147, mode, 0) != 0) return false;
+  if (gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147, GCRY_CIPHER_MODE_CFB, 0) != 0) {
+    return false;
+  }
   bool ok = gcry_cipher_ctl(handle, GCRYCTL_SET_SBOX, const_cast<char*>(kTestRows), 0) == 0 &&
-            gcry_cipher_setkey(handle, key, 32) == 0;
-  if (ok && iv != nullptr) ok = gcry_cipher_setiv(handle, iv, 8) == 0;
+            gcry_cipher_setkey(handle, key, 32) == 0 && gcry_cipher_setiv(handle, iv, 8) == 0;
   if (ok) {
     ok = (encrypt ? gcry_cipher_encrypt(handle, out, bytes, in, bytes)
                   : gcry_cipher_decrypt(handle, out, bytes, in, bytes)) == 0;
   }
   gcry_cipher_close(handle);
   return ok;
-}
-
-}  // namespace
-
-bool gcrypt_encrypt_block(const uint8_t* key, const uint8_t* in, uint8_t* out) {
-  return gcrypt_run(GCRY_CIPHER_MODE_ECB, true, key, nullptr, in, out, 8);
-}
-
-bool gcrypt_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
-                uint8_t* out, size_t bytes) {
-  return gcrypt_run(GCRY_CIPHER_MODE_CFB, encrypt, key, iv, in, out, bytes);
 }
 
 bool gcrypt_mac(const uint8_t* key, const uint8_t* data, size_t bytes, uint8_t* mac) {
@@ -102,7 +87,6 @@ bool gcrypt_mac(const uint8_t* key, const uint8_t* data, size_t bytes, uint8_t* 
   return ok;
 }
 #else
-bool gcrypt_encrypt_block(const uint8_t*, const uint8_t*, uint8_t*) { return false; }
 bool gcrypt_cfb(bool, const uint8_t*, const uint8_t*, const uint8_t*, uint8_t*, size_t) {
   return false;
 }

@@ -23,7 +23,7 @@ class GostWithRows : public Gost {
 class TestRowsGost : public GostWithRows {
  public:
   TestRowsGost() {
-#include "q7/cipher/testing/test_paramset_rows.inc"
+#include "tests/support/cipher/test_paramset_rows.inc"
     use_rows(k8, k7, k6, k5, k4, k3, k2, k1);
   }
 };
@@ -32,7 +32,7 @@ class TestRowsGost : public GostWithRows {
 class CryptoProARowsGost : public GostWithRows {
  public:
   CryptoProARowsGost() {
-#include "q7/cipher/testing/cryptopro_a_rows.inc"
+#include "tests/support/cipher/cryptopro_a_rows.inc"
     use_rows(k8, k7, k6, k5, k4, k3, k2, k1);
   }
 };
