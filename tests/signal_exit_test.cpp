@@ -39,19 +39,17 @@ TEST(SignalExit, SignalsMapToExitStatusesAfterTheHandlers) {
     int signal_number;
     int status;
     std::string report;  // on standard error at log level 4, before " (signal N)\n"
-  } cases[] = {
-      {SIGHUP, 1, user},
-      {SIGINT, 1, user},
-      {SIGTERM, 1, user},
-      {SIGTSTP, 1, user},
-      {SIGABRT, 1, user},
-      {SIGSEGV, 2, fatal},
-      {SIGFPE, 2, fatal},
-      {SIGILL, 2, fatal},
-      {SIGALRM, 3, "SIGNAL: Alarm call"},
-      {SIGXCPU, 3, "SIGNAL: Quota exceeded"},
-      {SIGXFSZ, 3, "SIGNAL: Quota exceeded"},
-  };
+  } cases[] = {{SIGHUP, 1, user},
+               {SIGINT, 1, user},
+               {SIGTERM, 1, user},
+               {SIGTSTP, 1, user},
+               {SIGABRT, 1, user},
+               {SIGSEGV, 2, fatal},
+               {SIGFPE, 2, fatal},
+               {SIGILL, 2, fatal},
+               {SIGALRM, 3, "SIGNAL: Alarm call"},
+               {SIGXCPU, 3, "SIGNAL: Quota exceeded"},
+               {SIGXFSZ, 3, "SIGNAL: Quota exceeded"}};
   for (const auto& c : cases) {
     const auto result = q7test::run_in_child([&c] {
       q7_notify_setlevel(4);

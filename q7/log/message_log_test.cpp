@@ -47,12 +47,10 @@ TEST(MessageLog, LevelDecidesWhatPrints) {
     Call call;
     int level;
     const char* expected;  // level name of a timed line, "" for an untimed line, null for none
-  } cases[] = {
-      {5, kNotify, 0, nullptr}, {5, kNotify, 1, "ERROR"}, {5, kNotify, 7, "TRACE"},
-      {4, kNotify, 7, nullptr}, {3, kNotify, 3, "INFO "}, {3, kNotify, 4, nullptr},
-      {3, kMsg, 0, ""},         {2, kMsg, 0, nullptr},    {3, kTrace, 0, nullptr},
-      {5, kTrace, 0, "TRACE"},  {0, kNotify, 1, nullptr}, {-1, kNotify, 1, nullptr},
-  };
+  } cases[] = {{5, kNotify, 0, nullptr}, {5, kNotify, 1, "ERROR"}, {5, kNotify, 7, "TRACE"},
+               {4, kNotify, 7, nullptr}, {3, kNotify, 3, "INFO "}, {3, kNotify, 4, nullptr},
+               {3, kMsg, 0, ""},         {2, kMsg, 0, nullptr},    {3, kTrace, 0, nullptr},
+               {5, kTrace, 0, "TRACE"},  {0, kNotify, 1, nullptr}, {-1, kNotify, 1, nullptr}};
   for (const auto& c : cases) {
     MemoryLog memory;
     memory.log.q7_notify_setlevel(c.current);

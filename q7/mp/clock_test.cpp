@@ -4,21 +4,12 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
-#include <time.h>
 
 #include <atomic>
 #include <chrono>
 #include <thread>
 
 namespace {
-
-TEST(Clock, ReadsTheTimeOfDay) {
-  const double before = static_cast<double>(time(nullptr));
-  const double clock = q7mp_getclock();
-  EXPECT_GE(clock, before);
-  EXPECT_LT(clock, static_cast<double>(time(nullptr)) + 1);
-  EXPECT_EQ(q7mp_yield(), 0);
-}
 
 TEST(Clock, SleepGoesOnThroughSignalsAndRefusesNegativeTimes) {
   struct sigaction action {};

@@ -58,15 +58,13 @@ TEST(ByteOrder, ReversesEachElementUpToTheCount) {
 TEST(TimeText, SplitsSecondsAndShowsTheCurrentTime) {
   const struct {
     int in, days, hours, minutes, seconds;
-  } cases[] = {
-      {59, 0, 0, 0, 59},
-      {3600, 0, 1, 0, 0},
-      {86399, 0, 23, 59, 59},
-      {90061, 1, 1, 1, 1},
-      {-90061, -1, -1, -1, -1},
-      {-59, 0, 0, 0, -59},
-      {2147483647, 24855, 3, 14, 7},
-  };
+  } cases[] = {{59, 0, 0, 0, 59},
+               {3600, 0, 1, 0, 0},
+               {86399, 0, 23, 59, 59},
+               {90061, 1, 1, 1, 1},
+               {-90061, -1, -1, -1, -1},
+               {-59, 0, 0, 0, -59},
+               {2147483647, 24855, 3, 14, 7}};
   for (const auto& c : cases) {
     int parts[4] = {99, 99, 99, 99};
     secs_to_dhms(c.in, parts[0], parts[1], parts[2], parts[3]);
@@ -83,10 +81,8 @@ TEST(TimeText, SplitsSecondsAndShowsTheCurrentTime) {
 TEST(Growth, DoublesThenGrowsBy512AndSurvivesShortMemory) {
   const struct {
     int used, capacity, needed, initial, expected;
-  } cases[] = {
-      {0, 0, 40, 16, 64},          {1500, 1500, 1, 16, 3000}, {1024, 1024, 1, 16, 2048},
-      {1100, 1100, 1200, 8, 2712}, {2, 10, 3, 16, 10},        {0, 0, 3, 0, 4},
-  };
+  } cases[] = {{0, 0, 40, 16, 64},          {1500, 1500, 1, 16, 3000}, {1024, 1024, 1, 16, 2048},
+               {1100, 1100, 1200, 8, 2712}, {2, 10, 3, 16, 10},        {0, 0, 3, 0, 4}};
   for (const auto& c : cases) {
     int capacity = c.capacity;
     auto** array = static_cast<char**>(calloc(c.capacity + 1, sizeof(char*)));

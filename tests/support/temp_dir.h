@@ -1,12 +1,12 @@
-// A temporary directory that lives as long as the object.
+// A temporary directory that lives as long as the object, and whole-file helpers.
 #pragma once
 
 #include <string>
 
 namespace q7test {
 
-// Makes a fresh directory under /tmp (mkdtemp) and removes it with everything in it
-// when destroyed. Not copyable.
+// Makes a fresh directory under /tmp (mkdtemp) and removes it with everything in it when
+// destroyed.
 class TempDir {
  public:
   TempDir();
@@ -15,8 +15,6 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
 
   const std::string& path() const { return path_; }
-
-  // The path of `name` inside the directory.
   std::string file(const std::string& name) const { return path_ + "/" + name; }
 
  private:
