@@ -14,7 +14,6 @@
 
 namespace {
 
-using ::testing::HasSubstr;
 
 TEST(Console, WritesBothStreamsAndTheLogFileWhenThereIsOneCutToItsBuffer) {
   q7test::TempDir dir;

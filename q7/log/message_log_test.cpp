@@ -93,8 +93,11 @@ TEST(MessageLog, ContinuationFollowsTheLastPrintedNotify) {
   EXPECT_EQ(log.last_level, 2);
 }
 
-TEST(MessageLog, LinesEndInOneNewlineAndColonsLineUp) {
+TEST(MessageLog, LinesEndInOneNewlineAndColonsLineUpUnderTheFacilityTag) {
   MemoryLog memory;
+  EXPECT_EQ(memory.log.q7_notify_set_facility(std::string(200, 'n').c_str()), 79);
+  EXPECT_EQ(memory.log.q7_notify_set_facility("Q7 LIB"), 8);
+  EXPECT_TRUE(memory.log.q7_have_logfile());
   memory.log.q7_notify(3, "no newline");
   memory.log.q7_notify(3, "with newline\n");
   memory.log.q7_notify(3, "%s", "");
@@ -127,16 +130,6 @@ TEST(MessageLog, TimeOfDayStartsAtLocalTimeAndWrapsAtMidnight) {
                                           "\n"
                                           R"(\(Q7 LIB\) 00:00:00\.(0[89]|1[0-9]) INFO : after)"
                                           "\n"));
-}
-
-TEST(MessageLog, FacilityTagAndLogfile) {
-  MemoryLog memory;
-  EXPECT_FALSE(memory.log.q7_have_logfile());
-  EXPECT_EQ(memory.log.q7_notify_set_facility(std::string(200, 'n').c_str()), 79);
-  EXPECT_EQ(memory.log.q7_notify_set_facility("render"), 8);
-  EXPECT_TRUE(memory.log.q7_have_logfile());
-  memory.log.q7_msg("hi");
-  EXPECT_EQ(memory.text(), "(render)                  : hi\n");
 }
 
 TEST(DefaultLogger, PlainFunctionsPrintTheirTextAsItStands) {
