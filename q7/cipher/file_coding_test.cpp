@@ -24,6 +24,8 @@ std::string letters(size_t size) {
 
 char* chars(const std::string& text) { return const_cast<char*>(text.c_str()); }
 
+using Mode = void (Gost::*)(unsigned int const*, unsigned int*, int);
+
 class FileCoding : public testing::Test {
  protected:
   FileCoding() { gost.set_key_string("file coding test key"); }
@@ -51,24 +53,18 @@ TEST_F(FileCoding, CodedFileIsTheHeaderThenOneChainOrTheGammaRestartedPerChunk) 
       ASSERT_TRUE(code("plain", "coded", true, stream));
       const std::string coded = get("coded");
       ASSERT_GE(coded.size(), kHeader);
-      int32_t length;
-      memcpy(&length, &coded[8], sizeof length);
-      EXPECT_EQ(length, static_cast<int32_t>(size));
-
-      std::string payload = plain;
-      payload.resize((size + 7) / 8 * 8, '\0');
+      const int32_t length = static_cast<int32_t>(size);
+      std::string expected =
+          coded.substr(0, 8) + std::string(reinterpret_cast<const char*>(&length), 4) + plain;
+      expected.resize(kHeader + (size + 7) / 8 * 8, '\0');
       gost.set_iv(reinterpret_cast<const unsigned int*>(coded.data()));
-      const size_t chunk = stream && size > kWholeFileLimit ? kChunk : payload.size();
-      for (size_t at = 0; at < payload.size(); at += chunk) {
-        auto* words = reinterpret_cast<unsigned int*>(&payload[at]);
-        const int blocks = static_cast<int>(std::min(chunk, payload.size() - at) / 8);
-        if (stream) {
-          gost.stream(words, words, blocks);
-        } else {
-          gost.cfb_encrypt(words, words, blocks);
-        }
+      const Mode mode = stream ? Mode{&Gost::stream} : Mode{&Gost::cfb_encrypt};
+      const size_t chunk = stream && size > kWholeFileLimit ? kChunk : expected.size();
+      for (size_t at = kHeader; at < expected.size(); at += chunk) {
+        auto* words = reinterpret_cast<unsigned int*>(&expected[at]);
+        (gost.*mode)(words, words, static_cast<int>(std::min(chunk, expected.size() - at) / 8));
       }
-      EXPECT_TRUE(coded.substr(kHeader) == payload) << "size=" << size << " stream=" << stream;
+      EXPECT_TRUE(coded == expected) << "size=" << size << " stream=" << stream;
       ASSERT_TRUE(code("coded", "back", false, stream));
       EXPECT_TRUE(get("back") == plain) << "size=" << size << " stream=" << stream;
       unsigned int iv[2];
@@ -86,9 +82,8 @@ TEST_F(FileCoding, BadCodedFilesFailWithoutReadingPastThem) {
   ASSERT_TRUE(code("big", "big.coded", true, false));
   const std::string coded = get("big.coded");
   const auto with_length = [&coded](int32_t length) {
-    std::string changed = coded.substr(0, 64);
-    memcpy(changed.data() + 8, &length, sizeof length);
-    return changed;
+    return coded.substr(0, 8) + std::string(reinterpret_cast<char*>(&length), 4) +
+           coded.substr(12, 52);
   };
   const struct {
     const char* what;

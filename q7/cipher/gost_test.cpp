@@ -20,12 +20,6 @@ Gost keyed() {
   return gost;
 }
 
-Words iv_of(Gost& gost) {
-  Words iv(2);
-  gost.get_iv(iv.data());
-  return iv;
-}
-
 TEST(GostKey, ShortFormAndTextFolding) {
   Gost gost;
   const unsigned int a = 0xaaaaaaaa, b = 0xbbbbbbbb, pair[2] = {a, b};
@@ -33,16 +27,15 @@ TEST(GostKey, ShortFormAndTextFolding) {
   gost.set_key_short(pair);
   gost.get_key(key.data());
   EXPECT_EQ(key, (Words{a, b, b, a, b, b, a, a}));
-  const struct {
-    std::string text, key_bytes;
-  } cases[] = {{"", std::string(32, '\0')},
-               {"xyz", "xyzxyzxyzxyzxyzxyzxyzxyzxyzxyzxy"},
-               {"abcdefghijklmnopqrstuvwxyz012345ABCDEFGH", "        ijklmnopqrstuvwxyz012345"},
-               {std::string(64, 'a') + "bc", "bc" + std::string(30, '\0')}};
-  for (const auto& c : cases) {
-    gost.set_key_string(c.text.c_str());
+  const std::string cases[][2] = {
+      {"", std::string(32, '\0')},
+      {"xyz", "xyzxyzxyzxyzxyzxyzxyzxyzxyzxyzxy"},
+      {"abcdefghijklmnopqrstuvwxyz012345ABCDEFGH", "        ijklmnopqrstuvwxyz012345"},
+      {std::string(64, 'a') + "bc", "bc" + std::string(30, '\0')}};
+  for (const auto& [text, key_bytes] : cases) {
+    gost.set_key_string(text.c_str());
     gost.get_key(key.data());
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(key.data()), 32), c.key_bytes) << c.text;
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(key.data()), 32), key_bytes) << text;
   }
 }
 
@@ -52,34 +45,31 @@ TEST(GostKey, ShortFormAndTextFolding) {
 TEST(Gamma, CounterWordsCarryEndAround) {
   Gost gost = keyed();
   const unsigned int start[2] = {0xFDFDFDFD, 0xFDFDFDF8};
-  const unsigned int counters[3][2] = {
-      {0xFEFEFEFE, 0xFEFEFEFC}, {0xFFFFFFFF, 0x00000001}, {0x01010101, 0x01010105}};
-  unsigned int iv[2], gamma[6] = {};
+  const unsigned int counters[6] = {0xFEFEFEFE, 0xFEFEFEFC, 0xFFFFFFFF,
+                                    0x00000001, 0x01010101, 0x01010105};
+  unsigned int iv[2], gamma[6] = {}, expected[6];
   gost.decrypt(start, iv);
-  gost.set_iv(iv);
-  gost.stream(gamma, gamma, 3);
-  for (int b = 0; b < 3; ++b) {
-    unsigned int expected[2];
-    gost.crypt(counters[b], expected, kKey);
-    EXPECT_EQ(Words(gamma + 2 * b, gamma + 2 * b + 2), Words(expected, expected + 2)) << b;
-  }
+  gost.stream(gamma, gamma, 3, iv, kKey);
+  for (int b = 0; b < 3; ++b) gost.crypt(counters + 2 * b, expected + 2 * b);
+  EXPECT_EQ(Words(gamma, gamma + 6), Words(expected, expected + 6));
 }
 
 // Zero blocks touch no data, yet the object forms still restart the running value.
 TEST(Modes, ZeroBlocksTouchNothingButRestartTheChain) {
+  using Mode = void (Gost::*)(unsigned int const*, unsigned int*, int);
+  const Mode modes[] = {&Gost::stream, &Gost::cfb_encrypt, &Gost::cfb_decrypt};
   Gost gost = keyed();
   unsigned int data[2] = {1, 2}, value[2] = {3, 4}, moved[2];
-  for (int mode = 0; mode < 3; ++mode) {
+  Words iv(2);
+  for (int m = 0; m < 3; ++m) {
     gost.cfb_encrypt(data, moved, 1);
-    if (mode == 0) gost.stream(moved, data, 0);
-    if (mode == 1) gost.cfb_encrypt(moved, data, 0);
-    if (mode == 2) gost.cfb_decrypt(moved, data, 0);
+    (gost.*modes[m])(moved, data, 0);
     gost.update_cur_iv();
-    EXPECT_EQ(iv_of(gost), kIv) << "mode " << mode;
+    gost.get_iv(iv.data());
+    EXPECT_EQ(iv, kIv) << "mode " << m;
   }
   gost.mac(data, 0, value);
-  EXPECT_EQ(Words(data, data + 2), (Words{1, 2}));
-  EXPECT_EQ(Words(value, value + 2), (Words{3, 4}));
+  EXPECT_EQ(Words({data[0], data[1], value[0], value[1]}), (Words{1, 2, 3, 4}));
 }
 
 }  // namespace

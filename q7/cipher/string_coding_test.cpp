@@ -19,6 +19,8 @@ Gost keyed() {
   return gost;
 }
 
+using Mode = void (Gost::*)(unsigned int const*, unsigned int*, int);
+
 bool code(Gost& gost, const char* in, char* out, int out_size, bool encode, bool stream) {
   return gost.code_string(const_cast<char*>(in), out, out_size, encode, stream);
 }
@@ -33,16 +35,11 @@ TEST(CodeString, ChecksSizesAndLengthsAndWritesOnlyItsResult) {
     bool encode;
     int out_size;
     bool ok;
-  } cases[] = {{"hello", true, 17, true},
-               {"hello", true, 16, false},
-               {"12345678", true, 17, true},
-               {"123456789", true, 33, true},
-               {"123456789", true, 32, false},
-               {"", true, 64, false},
-               {"0123456789abcdef", false, 9, true},
-               {"0123456789ABCDEF", false, 8, false},
-               {"0123456789abcdef0", false, 64, false},
-               {"0123456789abcdef01", false, 64, false}};
+  } cases[] = {{"hello", true, 17, true},      {"0123456789abcdef", false, 9, true},
+               {"hello", true, 16, false},     {"0123456789ABCDEF", false, 8, false},
+               {"12345678", true, 17, true},   {"0123456789abcdef0", false, 64, false},
+               {"123456789", true, 33, true},  {"0123456789abcdef01234567", false, 64, false},
+               {"123456789", true, 32, false}, {"", true, 64, false}};
   char out[64];
   for (bool stream : {false, true}) {
     for (const auto& c : cases) {
@@ -50,8 +47,7 @@ TEST(CodeString, ChecksSizesAndLengthsAndWritesOnlyItsResult) {
       EXPECT_EQ(code(gost, c.in, out, c.out_size, c.encode, stream), c.ok) << c.in << c.out_size;
       const size_t written = c.ok ? strnlen(out, sizeof out - 1) + 1 : 0;
       EXPECT_LE(written, static_cast<size_t>(c.out_size)) << c.in;
-      EXPECT_EQ(std::string(out + written, out + sizeof out),
-                std::string(sizeof out - written, 'Z'))
+      EXPECT_TRUE(std::all_of(out + written, std::end(out), [](char z) { return z == 'Z'; }))
           << c.in;
     }
   }
@@ -69,13 +65,7 @@ TEST(CodeString, DigitsAreTheEncipheredWordsAndReadBack) {
       words.resize((text.size() + 7) / 8 * 8, '\0');
       auto* data = reinterpret_cast<unsigned int*>(words.data());
       const int blocks = static_cast<int>(words.size() / 8);
-      unsigned int key[8], chain[2] = {kIv[0], kIv[1]};
-      gost.get_key(key);
-      if (stream) {
-        gost.stream(data, data, blocks, kIv, key);
-      } else {
-        gost.cfb_encrypt(data, data, blocks, chain, key);
-      }
+      (gost.*(stream ? Mode{&Gost::stream} : Mode{&Gost::cfb_encrypt}))(data, data, blocks);
       char expected[128] = {}, coded[128], back[64];
       for (int w = 0; w < 2 * blocks; ++w) snprintf(expected + 8 * w, 9, "%8.8x", data[w]);
       ASSERT_TRUE(code(gost, text.c_str(), coded, sizeof coded, true, stream)) << text;

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <stdio.h>
 #include <stdlib.h>
 
 #include <sstream>
@@ -27,9 +26,7 @@ TEST(MakeSboxes, WritesEightPermutationRowsFromK8Down) {
       const int value = atoi(line.substr(head + 4 * i, 3).c_str());
       ASSERT_TRUE(value >= 0 && value < 16 && !seen[value]) << line;
       seen[value] = true;
-      char field[8];
-      snprintf(field, sizeof field, i < 15 ? "%3d," : "%3d", value);
-      rebuilt += field;
+      rebuilt += (value < 10 ? "  " : " ") + std::to_string(value) + (i < 15 ? "," : "");
     }
     EXPECT_EQ(line, rebuilt + "};");
   }

@@ -9,7 +9,6 @@
 
 namespace {
 
-using Words = std::vector<std::string>;
 using Table = std::vector<tagSCOMMANDS>;
 
 tagSCOMMANDS entry(const char* command, int code, const char* help, int min_args, int max_args) {
@@ -20,12 +19,6 @@ Table list_and_load() {
   return {entry("list", 1, "list things", 0, 1), entry("load", 2, "load a file", 1, 1)};
 }
 
-struct Reply {
-  int result = 0;
-  Words arguments;
-  std::string shown;  // everything written to the output stream
-};
-
 struct Options {
   bool silent = false;
   bool copy = false;
@@ -33,26 +26,25 @@ struct Options {
 };
 
 // One get_command call reading `in`, with the prompt "q7" and an output stream unless
-// silent. Copied arguments are released here.
-Reply ask(Table& table, FILE* in, Options options = {}) {
+// silent: the result, each argument after a ":", then "|" and what the stream received.
+// Copied arguments are released here.
+std::string ask(Table& table, FILE* in, Options options = {}) {
   char shown[512] = {};
   FILE* out = options.silent ? nullptr : fmemopen(shown, sizeof shown - 1, "w");
   char* arguments[40] = {};
-  int count = -1;
-  Reply reply;
-  reply.result =
-      get_command(table.data(), static_cast<int>(table.size()), in, const_cast<char*>("q7"), out,
-                  arguments, &count, options.capacity, options.copy);
-  reply.arguments.assign(arguments, arguments + count);
+  int count = 0;
+  std::string reply = std::to_string(get_command(table.data(), static_cast<int>(table.size()), in,
+                                                 const_cast<char*>("q7"), out, arguments, &count,
+                                                 options.capacity, options.copy));
+  for (int i = 0; i < count; ++i) reply += ":" + std::string(arguments[i]);
   if (options.copy) free_command_args(arguments, count);
   if (out != nullptr) fclose(out);
-  reply.shown = shown;
-  return reply;
+  return reply + "|" + shown;
 }
 
-Reply ask(Table& table, std::string input, Options options = {}) {
+std::string ask(Table& table, std::string input, Options options = {}) {
   FILE* in = fmemopen(input.data(), input.size(), "r");
-  Reply reply = ask(table, in, options);
+  std::string reply = ask(table, in, options);
   fclose(in);
   return reply;
 }
@@ -68,48 +60,41 @@ TEST(GetCommand, RecognisesAbbreviationsAndChecksArguments) {
   const std::string z79(79, 'z');
   const std::string twenty_one =
       "many a a a a a a a a a a a a a a a a a a a a a";  // one more than the reader takes
-  const std::string buffer = "q7> Too many arguments for supplied argument buffer.\n";
+  const std::string buffer = "-5|q7> Too many arguments for supplied argument buffer.\n";
   const struct {
     Table* table;
-    std::string input;
-    int result;
-    Words arguments;
-    std::string shown;
+    std::string input, reply;
     int capacity = 20;
   } cases[] = {
-      {&table, "l\n", -2, {}, "q7> Ambiguous command.\n"},
-      {&table, "li\n", 1, {}, "q7> "},
-      {&table, "LIST a\n", 1, {"a"}, "q7> "},
-      {&table, "listing a", 1, {"a"}, "q7> "},
-      {&table, "list a b\n", -3, {}, "q7> Too many arguments supplied.\n"},
-      {&table, "load\n", -4, {}, "q7> Too few arguments supplied.\n"},
-      {&table, "x\n", -1, {}, "q7> Unknown command.\n"},
-      {&table, "lo \"two words\"\n", 2, {"two words"}, "q7> "},
-      {&table, "  \t\n\nli\n", 1, {}, "q7> q7> q7> "},
-      {&table, "", 0, {}, "q7> "},
-      {&words, "sh x\n", -1, {}, "q7> Unknown command.\n"},
-      {&words, "show\n", -2, {}, "q7> Ambiguous command.\n"},
-      {&words, "show stat x\n", 3, {"x"}, "q7> "},
-      {&words, "l fi\n", 4, {"fi"}, "q7> "},
-      {&words, "same\n", -2, {}, "q7> Ambiguous command.\n"},
-      {&many, "many a b\n", 1, {"a", "b"}, "q7> ", 2},
-      {&many, "many a b c\n", -5, {}, buffer, 2},
-      {&many, twenty_one, -5, {}, buffer, 30},
-      {&many, "many a\n", -5, {}, buffer, 0},
-      {&many, "many\n", 1, {}, "q7> ", 0},
-      {&many, "many " + z79 + "zzz", 1, {z79}, "q7> "},
+      {&table, "l\n", "-2|q7> Ambiguous command.\n"},
+      {&table, "li\n", "1|q7> "},
+      {&table, "LIST a\n", "1:a|q7> "},
+      {&table, "listing a", "1:a|q7> "},
+      {&table, "list a b\n", "-3|q7> Too many arguments supplied.\n"},
+      {&table, "load\n", "-4|q7> Too few arguments supplied.\n"},
+      {&table, "x\n", "-1|q7> Unknown command.\n"},
+      {&table, "lo \"two words\"\n", "2:two words|q7> "},
+      {&table, "  \t\n\nli\n", "1|q7> q7> q7> "},
+      {&table, "", "0|q7> "},
+      {&words, "sh x\n", "-1|q7> Unknown command.\n"},
+      {&words, "show\n", "-2|q7> Ambiguous command.\n"},
+      {&words, "show stat x\n", "3:x|q7> "},
+      {&words, "l fi\n", "4:fi|q7> "},
+      {&words, "same\n", "-2|q7> Ambiguous command.\n"},
+      {&many, "many a b\n", "1:a:b|q7> ", 2},
+      {&many, "many a b c\n", buffer, 2},
+      {&many, twenty_one, buffer, 30},
+      {&many, "many a\n", buffer, 0},
+      {&many, "many\n", "1|q7> ", 0},
+      {&many, "many " + z79 + "zzz", "1:" + z79 + "|q7> "},
   };
   for (const auto& c : cases) {
-    for (bool silent : {false, true}) {
-      for (bool copy : {false, true}) {
-        const Reply reply =
-            ask(*c.table, c.input, {.silent = silent, .copy = copy, .capacity = c.capacity});
-        const auto where = "input=" + c.input + " silent=" + std::to_string(silent) +
-                           " copy=" + std::to_string(copy);
-        EXPECT_EQ(reply.result, c.result) << where;
-        EXPECT_EQ(reply.arguments, c.arguments) << where;
-        EXPECT_EQ(reply.shown, silent ? "" : c.shown) << where;
-      }
+    for (int variant = 0; variant < 4; ++variant) {
+      const Options options{
+          .silent = variant > 1, .copy = variant % 2 == 1, .capacity = c.capacity};
+      EXPECT_EQ(ask(*c.table, c.input, options),
+                options.silent ? c.reply.substr(0, c.reply.find('|') + 1) : c.reply)
+          << c.input << (options.silent ? " silent" : "") << (options.copy ? " copy" : "");
     }
   }
 }
@@ -119,30 +104,22 @@ TEST(GetCommand, HelpListsCandidatesAndReadsOn) {
   Table shows = {entry("show status", 3, "status", 0, 0), entry("show files", 4, "files", 0, 2)};
   const struct {
     Table* table;
-    std::string input;
-    int result;
-    std::string shown;
+    std::string input, reply;
   } cases[] = {
-      {&table, "?\n", 0, "q7> \nlist: list things\nload: load a file\nq7> "},
-      {&table, "lo ?\nli\n", 1, "q7> load: load a file\nq7> "},
-      {&table, "lo ? more\n", 0, "q7> load: load a file\nq7> "},
-      {&table, "l ?\n", -2, "q7> Ambiguous command.\n"},
+      {&table, "?\n", "0|q7> \nlist: list things\nload: load a file\nq7> "},
+      {&table, "lo ?\nli\n", "1|q7> load: load a file\nq7> "},
+      {&table, "lo ? more\n", "0|q7> load: load a file\nq7> "},
+      {&table, "l ?\n", "-2|q7> Ambiguous command.\n"},
       // Words after a help word keep their positions: "lo" is compared with second words.
-      {&table, "? lo x\n", -1, "q7> \nlist: list things\nload: load a file\nUnknown command.\n"},
-      {&shows, "show ?\n", 0, "q7> \nshow status: status\nshow files: files\nq7> "},
-      {&shows, "sh fi ?\n", 0, "q7> show files: files\nq7> "},
-      {&shows, "s f a \"?\"\n", 4, "q7> "},
+      {&table, "? lo x\n", "-1|q7> \nlist: list things\nload: load a file\nUnknown command.\n"},
+      {&shows, "show ?\n", "0|q7> \nshow status: status\nshow files: files\nq7> "},
+      {&shows, "sh fi ?\n", "0|q7> show files: files\nq7> "},
+      {&shows, "s f a \"?\"\n", "4:a:?|q7> "},
   };
-  for (const auto& c : cases) {
-    const Reply reply = ask(*c.table, c.input);
-    EXPECT_EQ(reply.result, c.result) << "input=" << c.input;
-    EXPECT_EQ(reply.shown, c.shown) << "input=" << c.input;
-  }
+  for (const auto& c : cases) EXPECT_EQ(ask(*c.table, c.input), c.reply) << "input=" << c.input;
   // Without output "?" is a word to match, and a first argument "?" still skips the line.
-  EXPECT_EQ(ask(table, "?\n", {.silent = true}).result, -1);
-  const Reply skipped = ask(table, "lo ?\nli x\n", {.silent = true});
-  EXPECT_EQ(skipped.result, 1);
-  EXPECT_EQ(skipped.arguments, Words{"x"});
+  EXPECT_EQ(ask(table, "?\n", {.silent = true}), "-1|");
+  EXPECT_EQ(ask(table, "lo ?\nli x\n", {.silent = true}), "1:x|");
 }
 
 TEST(GetCommand, StaticArgumentsLiveInLargsCopiesAreTheCallers) {
@@ -175,13 +152,9 @@ TEST(GetCommand, ReadsSuccessiveLinesFromAPipe) {
   FILE* in = fdopen(ends[0], "r");
   auto table = list_and_load();
   std::string seen;
-  for (int call = 0; call < 6; ++call) {
-    const Reply reply = ask(table, in, {.silent = true, .copy = true, .capacity = 1});
-    seen += std::to_string(reply.result);
-    for (const auto& argument : reply.arguments) seen += ":" + argument;
-    seen += " ";
-  }
-  EXPECT_EQ(seen, "2:a.tif 1:x -1 -1 0 0 ");
+  for (int call = 0; call < 6; ++call)
+    seen += ask(table, in, {.silent = true, .copy = true, .capacity = 1});
+  EXPECT_EQ(seen, "2:a.tif|1:x|-1|-1|0|0|");
   fclose(in);
 }
 
@@ -191,9 +164,7 @@ TEST(GetCommand, NullTableOrInputEndsAtOnce) {
   int count = 5;
   EXPECT_EQ(get_command(nullptr, 2, stdin, nullptr, nullptr, arguments, &count, 1, false), 0);
   EXPECT_EQ(count, 0);
-  const Reply no_input = ask(table, static_cast<FILE*>(nullptr));
-  EXPECT_EQ(no_input.result, 0);
-  EXPECT_EQ(no_input.shown, "");
+  EXPECT_EQ(ask(table, static_cast<FILE*>(nullptr)), "0|");
 }
 
 TEST(DumpCommandHelp, OneLinePerEntryInOrder) {

@@ -5,6 +5,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,8 +16,11 @@ namespace {
 
 char* text(const std::string& s) { return const_cast<char*>(s.c_str()); }
 
-std::string int32_bytes(int32_t value) {
-  return std::string(reinterpret_cast<const char*>(&value), sizeof value);
+// The 32-bit fields `values` as a file holds them.
+std::string fields(std::initializer_list<int32_t> values) {
+  std::string bytes;
+  for (int32_t value : values) bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+  return bytes;
 }
 
 TEST(Q7Star, AppendsCopiesAndGrowsByDoubling) {
@@ -31,16 +35,6 @@ TEST(Q7Star, AppendsCopiesAndGrowsByDoubling) {
   EXPECT_FALSE(table.add(nullptr));
   EXPECT_FALSE(table.add_client(text("x"), &table));
   EXPECT_EQ(table.get_client(0), nullptr);
-  Q7Star records(8);
-  char record[8] = {1};
-  EXPECT_FALSE(records.add(text("plain")));
-  EXPECT_FALSE(records.add_client(text("none"), nullptr));
-  ASSERT_TRUE(records.add_client(text("first"), record));
-  record[0] = 9;
-  ASSERT_TRUE(records.add_client(text("second"), record));
-  EXPECT_EQ(static_cast<char*>(records.get_client(0))[0], 1);
-  EXPECT_EQ(static_cast<char*>(records.get_client(1))[0], 9);
-  EXPECT_EQ(records.get_client(2), nullptr);
 }
 
 // The byte sums of the long texts are 10739, 12200 and -12800.
@@ -66,9 +60,8 @@ TEST(Q7Star, FindsExactAndCaselessIndexedOrNot) {
   EXPECT_EQ(table.find(text("a"), true), 1);
   EXPECT_EQ(table.find(text("A"), false), 0);
   // Texts with negative byte sums are placed and found like any other.
-  for (size_t i = 2; i < texts.size(); ++i) {
+  for (size_t i = 2; i < texts.size(); ++i)
     EXPECT_EQ(table.find(text(texts[i]), true), static_cast<int>(i)) << "text=" << texts[i];
-  }
   EXPECT_EQ(table.find(text("missing"), true), -1);
   table.add(text("later"));
   EXPECT_EQ(table.find(text("a"), true), 0);
@@ -82,22 +75,24 @@ TEST(Q7Star, FindStatsCountChainNodes) {
   for (const char* t : {"ba", "x", "ba"}) table.find(text(t), true);
   EXPECT_EQ(table.get_find_stats(true), 1.0);
   EXPECT_EQ(table.get_find_stats(false), 0.0);
-  table.find(text("ab"), true);   // two nodes
-  table.find(text("qq"), true);   // an empty bucket examines none
-  table.find(text("AB"), false);  // caseless lookups are not counted
+  // "ab" takes two nodes and "qq" an empty bucket none; caseless lookups are not counted.
+  for (const char* t : {"ab", "qq"}) table.find(text(t), true);
+  table.find(text("AB"), false);
   EXPECT_EQ(table.get_find_stats(false), 1.0);
   table.freehash();
   EXPECT_EQ(table.get_find_stats(false), 0.0);
-  // A new index starts counting afresh.
   table.hash();
   table.find(text("x"), true);
   EXPECT_EQ(table.get_find_stats(false), 1.0);
 }
 
-TEST(Q7Star, DeletesOneOrAll) {
+TEST(Q7Star, KeepsCopiesOfRecordsAndDeletesOneOrAll) {
   Q7Star table(4);
   int32_t records[4] = {10, 11, 12, 13};
+  EXPECT_FALSE(table.add(text("plain")));
+  EXPECT_FALSE(table.add_client(text("none"), nullptr));
   for (int i = 0; i < 4; ++i) table.add_client(text("e" + std::to_string(i)), &records[i]);
+  records[3] = 0;  // the table holds its own copy
   table.hash();
   EXPECT_EQ(table.del(4), 0);
   EXPECT_EQ(table.del(-2), 0);
@@ -106,22 +101,14 @@ TEST(Q7Star, DeletesOneOrAll) {
   EXPECT_EQ(table.n(), 3);
   EXPECT_EQ(std::string(table.get(1)) + table.get(2), "e2e3");
   EXPECT_EQ(*static_cast<int32_t*>(table.get_client(2)), 13);
+  EXPECT_EQ(table.get_client(3), nullptr);
   EXPECT_EQ(table.del(-1), 1);
   EXPECT_EQ(table.n(), 0);
   EXPECT_TRUE(table.add_client(text("again"), &records[0]));
 }
 
-TEST(Q7Star, TimestampStringIsCtimeWithoutLineFeed) {
-  Q7Star table;
-  table.timestamp = 741397748;
-  char expected[32];
-  ctime_r(&table.timestamp, expected);
-  EXPECT_EQ(std::string(table.get_timestamp_string()), std::string(expected, 24));
-}
-
 class StringTableFile : public testing::Test {
  protected:
-  // Writes `bytes` and reads them as a table.
   std::unique_ptr<Q7Star> read(const std::string& bytes) {
     EXPECT_TRUE(q7test::write_file(path, bytes));
     return std::unique_ptr<Q7Star>(Q7Star().fileread(text(path)));
@@ -131,7 +118,8 @@ class StringTableFile : public testing::Test {
   std::string path = dir.file("table.q7s");
 };
 
-TEST_F(StringTableFile, LayoutByteByByte) {
+// Writing stamps the table with the time, shown as ctime shows it without the line feed.
+TEST_F(StringTableFile, LayoutByteByByteAndTheStamp) {
   Q7Star table(2);
   table.add_client(text("ab"), text("R1"));
   table.add_client(text(""), text("R2"));
@@ -139,9 +127,11 @@ TEST_F(StringTableFile, LayoutByteByByte) {
   const time_t before = time(nullptr);
   ASSERT_TRUE(table.filewrite(text(path)));
   EXPECT_GE(table.get_timestamp(), before);
-  EXPECT_EQ(q7test::read_file(path), int32_bytes(static_cast<int32_t>(table.get_timestamp())) +
-                                         int32_bytes(2) + int32_bytes(2) + int32_bytes(2) + "ab" +
-                                         int32_bytes(0) + "R1R2");
+  EXPECT_EQ(
+      q7test::read_file(path),
+      fields({static_cast<int32_t>(table.get_timestamp()), 2, 2, 2}) + "ab" + fields({0}) + "R1R2");
+  char expected[32];
+  EXPECT_EQ(table.get_timestamp_string(), std::string(ctime_r(&table.timestamp, expected), 24));
 }
 
 TEST_F(StringTableFile, RoundTripKeepsTextsRecordsAndTimestamp) {
@@ -149,9 +139,8 @@ TEST_F(StringTableFile, RoundTripKeepsTextsRecordsAndTimestamp) {
   std::vector<std::string> texts = {"", "\xc3\xa9", std::string(5000, 'L')};
   for (int i = 0; i < 20000; ++i) texts.push_back("shot" + std::to_string(i));
   Q7Star table(sizeof(int32_t));
-  for (int32_t i = 0; i < static_cast<int32_t>(texts.size()); ++i) {
+  for (int32_t i = 0; i < static_cast<int32_t>(texts.size()); ++i)
     table.add_client(text(texts[i]), &i);
-  }
   ASSERT_TRUE(table.filewrite(text(path)));
   std::unique_ptr<Q7Star> copy(table.fileread(text(path)));
   ASSERT_NE(copy, nullptr);
@@ -163,11 +152,8 @@ TEST_F(StringTableFile, RoundTripKeepsTextsRecordsAndTimestamp) {
     ASSERT_EQ(*static_cast<int32_t*>(copy->get_client(i)), i) << "entry " << i;
   }
   EXPECT_TRUE(copy->add_client(text("more"), text("abcd")));
-  Q7Star empty;
-  ASSERT_TRUE(empty.filewrite(text(path)));
-  std::unique_ptr<Q7Star> empty_copy(empty.fileread(text(path)));
-  ASSERT_NE(empty_copy, nullptr);
-  EXPECT_EQ(empty_copy->n(), 0);
+  ASSERT_TRUE(Q7Star().filewrite(text(path)));
+  EXPECT_NE(read(q7test::read_file(path)), nullptr) << "empty table";
 }
 
 TEST_F(StringTableFile, EveryCutAndEveryBadFieldFails) {
@@ -176,28 +162,22 @@ TEST_F(StringTableFile, EveryCutAndEveryBadFieldFails) {
   table.add_client(text("cde"), text("R2"));
   ASSERT_TRUE(table.filewrite(text(path)));
   const std::string whole = q7test::read_file(path);
-  for (size_t cut = 0; cut < whole.size(); ++cut) {
+  for (size_t cut = 0; cut < whole.size(); ++cut)
     EXPECT_EQ(read(whole.substr(0, cut)), nullptr) << "cut at byte " << cut;
-  }
-  const std::string stamp = int32_bytes(1);
   const struct {
     const char* what;
     std::string bytes;
-  } bad[] = {
-      {"negative record size", stamp + int32_bytes(-1) + int32_bytes(0)},
-      {"negative count", stamp + int32_bytes(0) + int32_bytes(-1)},
-      {"absurd count", stamp + int32_bytes(0) + int32_bytes(INT32_MAX) + int32_bytes(0)},
-      {"absurd record size",
-       stamp + int32_bytes(INT32_MAX) + int32_bytes(1) + int32_bytes(0) + "RRRR"},
-      {"negative length", stamp + int32_bytes(0) + int32_bytes(1) + int32_bytes(-5) + "abc"},
-      {"absurd length", stamp + int32_bytes(0) + int32_bytes(1) + int32_bytes(INT32_MAX)},
-  };
+  } bad[] = {{"negative record size", fields({1, -1, 0})},
+             {"negative count", fields({1, 0, -1})},
+             {"absurd count", fields({1, 0, INT32_MAX, 0})},
+             {"absurd record size", fields({1, INT32_MAX, 1, 0}) + "RRRR"},
+             {"negative length", fields({1, 0, 1, -5}) + "abc"},
+             {"absurd length", fields({1, 0, 1, INT32_MAX})}};
   for (const auto& b : bad) EXPECT_EQ(read(b.bytes), nullptr) << b.what;
 }
 
 TEST_F(StringTableFile, TextWithNulIsCutAndPathsThatFail) {
-  const auto table = read(int32_bytes(7) + int32_bytes(0) + int32_bytes(1) + int32_bytes(3) +
-                          std::string("a\0b", 3));
+  const auto table = read(fields({7, 0, 1, 3}) + std::string("a\0b", 3));
   ASSERT_NE(table, nullptr);
   EXPECT_STREQ(table->get(0), "a");
   EXPECT_EQ(table->get_timestamp(), 7);
@@ -222,16 +202,13 @@ std::unique_ptr<Q7Star> read_through_pipe(const std::string& bytes) {
 }
 
 TEST_F(StringTableFile, ReadsFromAPipeAndRefusesAbsurdFieldsWithoutReservingForThem) {
-  const auto table = read_through_pipe(int32_bytes(7) + int32_bytes(0) + int32_bytes(1) +
-                                       int32_bytes(6) + "a pipe");
+  const auto table = read_through_pipe(fields({7, 0, 1, 6}) + "a pipe");
   ASSERT_NE(table, nullptr);
   EXPECT_STREQ(table->get(0), "a pipe");
   // Damaged counts, lengths and record sizes come short long before they are reached.
-  const std::string absurd[] = {
-      int32_bytes(7) + int32_bytes(0) + int32_bytes(INT32_MAX),
-      int32_bytes(7) + int32_bytes(INT32_MAX) + int32_bytes(INT32_MAX) + int32_bytes(1) + "x",
-      int32_bytes(7) + int32_bytes(0) + int32_bytes(2) + int32_bytes(INT32_MAX) + "text",
-  };
+  const std::string absurd[] = {fields({7, 0, INT32_MAX}),
+                                fields({7, INT32_MAX, INT32_MAX, 1}) + "x",
+                                fields({7, 0, 2, INT32_MAX}) + "text"};
   for (const std::string& bytes : absurd) EXPECT_EQ(read_through_pipe(bytes), nullptr);
 }
 

@@ -29,17 +29,15 @@ TEST(SafeStrcmp, NullsAndOrder) {
   EXPECT_GT(safe_strcmp("b", "a"), 0);
 }
 
+// An escaped character written at 4093 bytes takes the result to its 4095 limit.
 TEST(SafeStringConstant, EscapesAndCutsLongTexts) {
-  char sample[] = "say \"hi\" \\ ok";
-  EXPECT_STREQ(safe_string_constant(sample), "say \\\"hi\\\" \\\\ ok");
-  char empty[] = "";
-  EXPECT_STREQ(safe_string_constant(empty), "");
+  const std::string p(4093, 'p');
+  std::string cases[][2] = {{"say \"hi\" \\ ok", "say \\\"hi\\\" \\\\ ok"},
+                            {"", ""},
+                            {p + "pppp", p + "p"},
+                            {p + "\"\"\"", p + "\\\""}};
+  for (auto& [in, out] : cases) EXPECT_EQ(safe_string_constant(in.data()), out);
   EXPECT_EQ(safe_string_constant(nullptr), nullptr);
-  std::string plain(5000, 'p');
-  EXPECT_EQ(std::string(safe_string_constant(plain.data())), std::string(4094, 'p'));
-  // An escaped character written at 4093 bytes takes the result to its 4095 limit.
-  std::string quotes = std::string(4093, 'p') + "\"\"\"";
-  EXPECT_EQ(std::string(safe_string_constant(quotes.data())), std::string(4093, 'p') + "\\\"");
 }
 
 // The lines of `input` as get_line delivers them with a buffer of `size` bytes.
@@ -65,10 +63,8 @@ TEST(GetLine, StripsLineFeedAndEnclosingQuotes) {
       {"abcdefgh\nxy\n", 4, false, {"abc", "def", "gh", "xy"}},
       {"abc\n", 1, false, {}},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(read_lines(c.input, c.size, c.strip), c.lines)
-        << "input=" << c.input << " size=" << c.size << " strip=" << c.strip;
-  }
+  for (const auto& c : cases)
+    EXPECT_EQ(read_lines(c.input, c.size, c.strip), c.lines) << c.size << c.strip << c.input;
   char buffer[8];
   EXPECT_FALSE(get_line(nullptr, buffer, sizeof buffer, false));
 }
@@ -108,14 +104,13 @@ TEST(GetWord, FindsAndCountsPlainAndQuotedWords) {
       {"a \\\"b c\"", {"a", "\\\"b", "c\""}, {"a", "\"b", "c"}, {"a", "\"b", "c\""}},
       {"x\\", {"x\\"}, {"x"}, {"x"}},
   };
-  for (const auto& c : cases) {
-    std::string text = c.text;
-    EXPECT_EQ(words(text, 'p'), c.plain) << "text=" << c.text;
-    EXPECT_EQ(words(text, 's'), c.stripped) << "text=" << c.text;
-    EXPECT_EQ(words(text, 'k'), c.kept) << "text=" << c.text;
-    EXPECT_EQ(count_words(text.data()), static_cast<int>(c.plain.size())) << "text=" << c.text;
-    EXPECT_EQ(count_words_quoted(text.data()), static_cast<int>(c.stripped.size()))
-        << "text=" << c.text;
+  for (auto c : cases) {
+    SCOPED_TRACE("text=" + c.text);
+    EXPECT_EQ(words(c.text, 'p'), c.plain);
+    EXPECT_EQ(words(c.text, 's'), c.stripped);
+    EXPECT_EQ(words(c.text, 'k'), c.kept);
+    EXPECT_EQ(count_words(c.text.data()), static_cast<int>(c.plain.size()));
+    EXPECT_EQ(count_words_quoted(c.text.data()), static_cast<int>(c.stripped.size()));
   }
 }
 
@@ -131,12 +126,9 @@ TEST(GetWord, CutsToTheOutBufferAndRefusesBadArguments) {
       {"a\\\"bcd e", 5, 's', {"a\"b", "e"}},    {"\"ab\" c", 3, 's', {"a", "c"}},
       {"\"ab\" c", 3, 'k', {"\"a", "c"}},
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(words(c.text, c.mode, c.size), c.found)
-        << "text=" << c.text << " size=" << c.size << " mode=" << c.mode;
-  }
-  char out[4];
-  char text[] = "a";
+  for (const auto& c : cases)
+    EXPECT_EQ(words(c.text, c.mode, c.size), c.found) << c.mode << c.size << " " << c.text;
+  char out[4], text[] = "a";
   EXPECT_FALSE(get_word(text, 0, out, sizeof out));
   EXPECT_FALSE(get_word_quoted(text, -1, out, sizeof out, true));
   EXPECT_FALSE(get_word(nullptr, 1, out, sizeof out));
@@ -156,8 +148,7 @@ TEST(PartialMatch, AbbreviationsBothWaysFoldingArguments) {
         << "first=" << c.first << " second=" << c.second;
   }
   // Both arguments fold; a byte above 127 is no letter.
-  char upper[] = "DIR\xc4";
-  char mixed[] = "DiReCtOrY 12";
+  char upper[] = "DIR\xc4", mixed[] = "DiReCtOrY 12";
   EXPECT_FALSE(partial_match(upper, mixed));
   EXPECT_STREQ(upper, "dir\xc4");
   EXPECT_STREQ(mixed, "directory 12");

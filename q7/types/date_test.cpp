@@ -70,10 +70,9 @@ TEST(JXdate, NumbersAreCheckedAndFormatted) {
       {45, 13, -1, true, "01-jan-1970"},   {INT_MAX, 1, INT_MIN, true, "01-jan-1970"},
   };
   for (const auto& c : cases) {
-    const auto where =
-        std::to_string(c.day) + "/" + std::to_string(c.month) + "/" + std::to_string(c.year);
-    EXPECT_EQ(JXdate::valid_date(c.day, c.month, c.year), c.valid) << where;
-    EXPECT_STREQ(JXdate(c.day, c.month, c.year).get_date(), c.text) << where;
+    SCOPED_TRACE(testing::Message() << c.day << "/" << c.month << "/" << c.year);
+    EXPECT_EQ(JXdate::valid_date(c.day, c.month, c.year), c.valid);
+    EXPECT_STREQ(JXdate(c.day, c.month, c.year).get_date(), c.text);
   }
   EXPECT_EQ(shown(JXdate(45, 13, -1)), "01-jan-1970 45/13/-1 #-732796");
   EXPECT_TRUE(JXdate(31, 12, 2999).date_is_never());
@@ -105,9 +104,7 @@ std::string order(JXdate& self, JXdate& other) {
 }
 
 TEST(JXdate, BeforeAndAfterByNumberNegativeFirst) {
-  JXdate early(1, 1, 2000);
-  JXdate late(2, 1, 2000);
-  JXdate negative(1, 1, 2000);
+  JXdate early(1, 1, 2000), late(2, 1, 2000), negative(1, 1, 2000);
   negative.set_date(-1);
   EXPECT_EQ(order(early, early), "FTFT");
   EXPECT_EQ(order(early, late), "TTFF");

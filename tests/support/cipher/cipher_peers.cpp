@@ -26,13 +26,10 @@ namespace q7test::peers {
 #ifdef Q7_HAVE_CRYPTOPP
 bool cryptopp_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
                   uint8_t* out, size_t bytes) {
-  if (encrypt) {
-    CryptoPP::CFB_Mode<CryptoPP::GOST>::Encryption mode(key, 32, iv);
-    mode.ProcessData(out, in, bytes);
-  } else {
-    CryptoPP::CFB_Mode<CryptoPP::GOST>::Decryption mode(key, 32, iv);
-    mode.ProcessData(out, in, bytes);
-  }
+  CryptoPP::CFB_Mode<CryptoPP::GOST>::Encryption enciphering(key, 32, iv);
+  CryptoPP::CFB_Mode<CryptoPP::GOST>::Decryption deciphering(key, 32, iv);
+  (encrypt ? static_cast<CryptoPP::StreamTransformation&>(enciphering) : deciphering)
+      .ProcessData(out, in, bytes);
   return true;
 }
 #else
@@ -47,12 +44,9 @@ namespace {
 constexpr char kTestRows[] = "1.2.643.2.2.30.0";
 
 bool gcrypt_ready() {
-  static const bool ready = [] {
-    if (gcry_check_version(nullptr) == nullptr) return false;
-    gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
-    gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
-    return true;
-  }();
+  static const bool ready = gcry_check_version(nullptr) != nullptr &&
+                            gcry_control(GCRYCTL_DISABLE_SECMEM, 0) == 0 &&
+                            gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0) == 0;
   return ready;
 }
 
@@ -60,17 +54,16 @@ bool gcrypt_ready() {
 
 bool gcrypt_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
                 uint8_t* out, size_t bytes) {
-  if (!gcrypt_ready()) return false;
   gcry_cipher_hd_t handle;
-  if (gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147, GCRY_CIPHER_MODE_CFB, 0) != 0) {
+  if (!gcrypt_ready() ||
+      gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147, GCRY_CIPHER_MODE_CFB, 0) != 0) {
     return false;
   }
-  bool ok = gcry_cipher_ctl(handle, GCRYCTL_SET_SBOX, const_cast<char*>(kTestRows), 0) == 0 &&
-            gcry_cipher_setkey(handle, key, 32) == 0 && gcry_cipher_setiv(handle, iv, 8) == 0;
-  if (ok) {
-    ok = (encrypt ? gcry_cipher_encrypt(handle, out, bytes, in, bytes)
-                  : gcry_cipher_decrypt(handle, out, bytes, in, bytes)) == 0;
-  }
+  const bool ok = gcry_cipher_ctl(handle, GCRYCTL_SET_SBOX, const_cast<char*>(kTestRows), 0) == 0 &&
+                  gcry_cipher_setkey(handle, key, 32) == 0 &&
+                  gcry_cipher_setiv(handle, iv, 8) == 0 &&
+                  (encrypt ? gcry_cipher_encrypt(handle, out, bytes, in, bytes)
+                           : gcry_cipher_decrypt(handle, out, bytes, in, bytes)) == 0;
   gcry_cipher_close(handle);
   return ok;
 }
@@ -132,15 +125,15 @@ ENGINE* gost_engine() {
 bool engine_gamma(const uint8_t* key, const uint8_t* iv, const uint8_t* in, uint8_t* out,
                   size_t bytes) {
   ENGINE* engine = gost_engine();
-  if (engine == nullptr) return false;
-  const EVP_CIPHER* cipher = ENGINE_get_cipher(engine, OBJ_txt2nid("gost89-cnt"));
+  const EVP_CIPHER* cipher =
+      engine != nullptr ? ENGINE_get_cipher(engine, OBJ_txt2nid("gost89-cnt")) : nullptr;
   if (cipher == nullptr) return false;
   EVP_CIPHER_CTX* context = EVP_CIPHER_CTX_new();
   int produced = 0;
-  bool ok = EVP_EncryptInit_ex(context, cipher, engine, key, iv) == 1 &&
-            EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_KEY_MESH, 0, nullptr) == 1 &&
-            EVP_EncryptUpdate(context, out, &produced, in, static_cast<int>(bytes)) == 1 &&
-            static_cast<size_t>(produced) == bytes;
+  const bool ok = EVP_EncryptInit_ex(context, cipher, engine, key, iv) == 1 &&
+                  EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_KEY_MESH, 0, nullptr) == 1 &&
+                  EVP_EncryptUpdate(context, out, &produced, in, static_cast<int>(bytes)) == 1 &&
+                  static_cast<size_t>(produced) == bytes;
   EVP_CIPHER_CTX_free(context);
   return ok;
 }

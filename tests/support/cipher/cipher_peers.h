@@ -8,8 +8,7 @@
 
 namespace q7test::peers {
 
-// Crypto++ (GOST with the R 34.11-94 test rows): full-block CFB. CFB over one zero block
-// enciphers the IV, which makes it the single-block check as well.
+// Crypto++ (GOST with the R 34.11-94 test rows): full-block CFB.
 bool cryptopp_cfb(bool encrypt, const uint8_t* key, const uint8_t* iv, const uint8_t* in,
                   uint8_t* out, size_t bytes);
 

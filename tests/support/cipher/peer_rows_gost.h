@@ -9,13 +9,11 @@ namespace q7test {
 
 class GostWithRows : public Gost {
  protected:
-  void use_rows(const unsigned char* k8, const unsigned char* k7, const unsigned char* k6,
-                const unsigned char* k5, const unsigned char* k4, const unsigned char* k3,
-                const unsigned char* k2, const unsigned char* k1) {
-    q7::internal::build_byte_table(k8, k7, k87);
-    q7::internal::build_byte_table(k6, k5, k65);
-    q7::internal::build_byte_table(k4, k3, k43);
-    q7::internal::build_byte_table(k2, k1, k21);
+  void use_rows(const unsigned char* const (&k8_to_k1)[8]) {
+    q7::internal::build_byte_table(k8_to_k1[0], k8_to_k1[1], k87);
+    q7::internal::build_byte_table(k8_to_k1[2], k8_to_k1[3], k65);
+    q7::internal::build_byte_table(k8_to_k1[4], k8_to_k1[5], k43);
+    q7::internal::build_byte_table(k8_to_k1[6], k8_to_k1[7], k21);
   }
 };
 
@@ -24,7 +22,7 @@ class TestRowsGost : public GostWithRows {
  public:
   TestRowsGost() {
 #include "tests/support/cipher/test_paramset_rows.inc"
-    use_rows(k8, k7, k6, k5, k4, k3, k2, k1);
+    use_rows({k8, k7, k6, k5, k4, k3, k2, k1});
   }
 };
 
@@ -33,7 +31,7 @@ class CryptoProARowsGost : public GostWithRows {
  public:
   CryptoProARowsGost() {
 #include "tests/support/cipher/cryptopro_a_rows.inc"
-    use_rows(k8, k7, k6, k5, k4, k3, k2, k1);
+    use_rows({k8, k7, k6, k5, k4, k3, k2, k1});
   }
 };
 
