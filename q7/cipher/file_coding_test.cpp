@@ -1,3 +1,4 @@
+// Tests of coded files: the format byte by byte, the chunk rule, and damaged files.
 #include <gtest/gtest.h>
 #include <stdint.h>
 #include <string.h>

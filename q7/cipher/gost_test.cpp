@@ -1,3 +1,4 @@
+// Tests of the cipher object: keys from text, the gamma counter, zero-length modes.
 #include "q7/cipher/gost.h"
 
 #include <gtest/gtest.h>

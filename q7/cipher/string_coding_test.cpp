@@ -1,3 +1,4 @@
+// Tests of coded strings: the hexadecimal digits, both modes, and the output size.
 #include <ctype.h>
 #include <gtest/gtest.h>
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// Tests of make_sboxes: fresh rows in the exact text of a rows file.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 

@@ -1,19 +1,25 @@
-// Tests of the message log: level filtering, line formats, time of day, facility, threads.
+// Tests of the message log (levels, line formats exactly as printf makes them, time of
+// day, facility, threads) and of Console.
 #include "q7/log/message_log.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <time.h>
 
+#include <random>
 #include <regex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "q7/log/console.h"
+#include "q7/log/internal/line_format.h"
 #include "q7/mp/clock.h"
 #include "tests/support/child_process.h"
+#include "tests/support/temp_dir.h"
 
 namespace {
 
@@ -171,6 +177,90 @@ TEST(DefaultLogger, ThreadsLoggingForTheFirstTimeAtOncePrintWholeLines) {
   const auto lines = std::distance(std::sregex_iterator(result.err.begin(), result.err.end(), line),
                                    std::sregex_iterator());
   EXPECT_EQ(lines, 400) << result.err;
+}
+
+TEST(Console, WritesBothStreamsAndTheLogFileWhenThereIsOneCutToItsBuffer) {
+  q7test::TempDir dir;
+  const std::string log_path = dir.file("render.log");
+  const auto result = q7test::run_in_child([&] {
+    if (Console::theConsole_ != nullptr) exit(3);
+    Console::logprintf(const_cast<char*>("no log file %d\n"), 1);
+    if (Console::theConsole_ == nullptr) exit(4);
+    FILE* log = fopen(log_path.c_str(), "w");
+    defaultLogger.setFile(log);
+    Console::logprintf(const_cast<char*>("stream but no facility\n"));
+    q7_notify_set_facility("render");
+    Console::logprintf(const_cast<char*>("into the log %s\n"), "too");
+    Console::printf(const_cast<char*>("printf only\n"));
+    Console console;
+    console.out("out text\n");
+    fclose(log);
+    Console::printf(const_cast<char*>("%s"), std::string(3000, 'c').c_str());
+  });
+  ASSERT_TRUE(result.exited_with(0)) << describe(result);
+  const std::string both =
+      "no log file 1\nstream but no facility\ninto the log too\n"
+      "printf only\nout text\n" +
+      std::string(1023, 'c');
+  EXPECT_EQ(result.out, both);
+  EXPECT_EQ(result.err, both);
+  EXPECT_EQ(q7test::read_file(log_path), "CONSOLE LOG:into the log too\n");
+}
+
+std::string printf_seconds(double value) {
+  char text[64];
+  snprintf(text, sizeof text, "%.2f", value);
+  return text;
+}
+
+std::string hundredths_text(long long hundredths) {
+  char text[64];
+  snprintf(text, sizeof text, "%lld.%02lld", hundredths / 100, hundredths % 100);
+  return text;
+}
+
+TEST(LineFormat, RoundsSecondsAsPrintfDoes) {
+  std::vector<double> values = {0.0,       0.005,      0.015,     0.125,  0.375,
+                                59.995,    59.9949999, 59.999999, 1e-300, 4.9406564584124654e-324,
+                                0.0049999, 99.994,     12.345,    1.005,  2.675};
+  // Every rounding boundary k/100 + 1/200 and its neighbours one step either side.
+  for (int k = 0; k < 6000; ++k) {
+    const double boundary = k / 100.0 + 0.005;
+    values.push_back(boundary);
+    values.push_back(nextafter(boundary, 0));
+    values.push_back(nextafter(boundary, 100));
+  }
+  std::mt19937_64 random(42);
+  std::uniform_real_distribution<double> seconds(0, 60);
+  for (int i = 0; i < 200000; ++i) values.push_back(seconds(random));
+  for (const double value : values) {
+    long long hundredths = -1;
+    ASSERT_TRUE(q7::internal::round_to_hundredths(value, hundredths)) << value;
+    ASSERT_EQ(hundredths_text(hundredths), printf_seconds(value)) << "value=" << value;
+  }
+  long long ignored;
+  for (const double outside :
+       {-0.001, 100.0, 1e9, double{NAN}, double{INFINITY}, -double{INFINITY}}) {
+    EXPECT_FALSE(q7::internal::round_to_hundredths(outside, ignored)) << outside;
+  }
+}
+
+TEST(LineFormat, LinesMatchPrintfAndAreCutToTheBuffer) {
+  // Seconds that round up to 60.00, and times out of range that go through printf.
+  for (const double seconds : {0.0, 59.996, 7.25, 150.5}) {
+    char expected[64];
+    snprintf(expected, sizeof expected, "(r) 23:07:%05.2f WARN : x\n", seconds);
+    char line[64];
+    EXPECT_EQ(
+        q7::internal::compose_line(line, sizeof line, "(r)", 23, 7, seconds, "WARN ", "x\n", 2),
+        strlen(expected));
+    EXPECT_STREQ(line, expected) << "seconds=" << seconds;
+  }
+  char line[12];
+  q7::internal::compose_line(line, sizeof line, "(Q7)", 0, 0, 0, nullptr, "untimed\n", 8);
+  EXPECT_STREQ(line, "(Q7)       ");
+  q7::internal::compose_line(line, sizeof line, "(Q7 LIB)", 1, 2, 3, "INFO ", "x", 1);
+  EXPECT_STREQ(line, "(Q7 LIB) 01");
 }
 
 }  // namespace

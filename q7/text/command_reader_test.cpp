@@ -1,3 +1,4 @@
+// Tests of the command reader through real streams: matching, help, messages, arguments.
 #include "q7/text/command_reader.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Tests of Q7Star: entries, the hash index, lookups, and the file form byte by byte.
 #include "q7/text/string_table.h"
 
 #include <gtest/gtest.h>

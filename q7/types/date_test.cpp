@@ -1,3 +1,4 @@
+// Tests of JXdate: parsing, validation, the date text and day numbers.
 #include "q7/types/date.h"
 
 #include <gtest/gtest.h>

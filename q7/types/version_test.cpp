@@ -1,3 +1,4 @@
+// Tests of JXversion: parsing, full and trimmed texts, and comparisons.
 #include "q7/types/version.h"
 
 #include <gtest/gtest.h>

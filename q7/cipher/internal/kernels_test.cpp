@@ -1,3 +1,4 @@
+// Every vector path of the many-block kernels must equal the portable one.
 #include "q7/cipher/internal/kernels.h"
 
 #include <gtest/gtest.h>

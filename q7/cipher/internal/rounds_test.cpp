@@ -1,3 +1,4 @@
+// The round and cycle helpers, on the paths this processor does not take by itself.
 #include "q7/cipher/internal/rounds.h"
 
 #include <gtest/gtest.h>
