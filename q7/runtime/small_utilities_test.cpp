@@ -16,22 +16,12 @@
 #include "q7/runtime/byte_order.h"
 #include "q7/runtime/diagnostics.h"
 #include "q7/runtime/growth.h"
-#include "q7/runtime/identifiers.h"
 #include "q7/runtime/time_text.h"
 #include "tests/support/child_process.h"
 
 namespace {
 
 using ::testing::MatchesRegex;
-
-TEST(Identifiers, NewTextsAreDistinctUuids) {
-  const char* first = uuid_new();
-  const char* second = uuid_new();
-  EXPECT_THAT(first, MatchesRegex("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}"));
-  EXPECT_STRNE(first, second);
-  uuid_delete(first);
-  uuid_delete(second);
-}
 
 TEST(ByteOrder, ReversesEachElementUpToTheCountAndKeepsEveryFloatPattern) {
   unsigned int words[3] = {0x11223344u, 0xa0b0c0d0u, 0xdeadbeefu};
