@@ -4,6 +4,7 @@
 #   make run         build and run the example program examples/band_filter
 #   make bench       build the benchmarks (Release, peers installed) and print their tables
 #   make sanitize    address+undefined and thread sanitizer builds, each running the tests
+#   make test-shared the tests and the installed-package check on a shared-library build
 #   make fuzz        build the fuzzers with clang and run each for FUZZ_SECONDS
 #   make format      apply clang-format; make format-check only reports
 #   make install-check  install into a temporary prefix and build tests/install against it
@@ -17,7 +18,7 @@ CMAKE_GEN  := -G Ninja -DQ7_WERROR=$(WERROR)
 SOURCES = $(shell git ls-files '*.cpp' '*.h' 2>/dev/null)
 
 .PHONY: all setup configure build test run bench sanitize sanitize-address sanitize-thread \
-        fuzz format format-check install-check clean
+        fuzz format format-check install-check test-shared clean
 
 all: build
 
@@ -75,5 +76,11 @@ format-check: setup
 install-check: build
 	@scripts/install-check $(BUILD)
 
+test-shared: setup
+	@cmake -S . -B build-shared $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON >/dev/null
+	@cmake --build build-shared -j $(JOBS)
+	ctest --test-dir build-shared --output-on-failure -j $(JOBS) --timeout 300
+	@scripts/install-check build-shared
+
 clean:
-	rm -rf build build-bench build-asan build-tsan build-fuzz build-install
+	rm -rf build build-bench build-asan build-tsan build-fuzz build-install build-shared
