@@ -11,16 +11,12 @@ namespace {
 
 using Words = std::vector<std::string>;
 
+// hexval and decval of each character, as "hex/dec".
 TEST(Digits, ValuesAndZeroForOthers) {
-  const struct {
-    char digit;
-    int hex, dec;
-  } cases[] = {{'0', 0, 0}, {'9', 9, 9}, {'a', 10, 0}, {'F', 15, 0}, {'f', 15, 0},  {'g', 0, 0},
-               {' ', 0, 0}, {'/', 0, 0}, {':', 0, 0},  {'G', 0, 0},  {'\x80', 0, 0}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(hexval(c.digit), c.hex) << "digit=" << c.digit;
-    EXPECT_EQ(decval(c.digit), c.dec) << "digit=" << c.digit;
-  }
+  std::string values;
+  for (char digit : std::string("09aFfg /:G\x80"))
+    values += std::to_string(hexval(digit)) + "/" + std::to_string(decval(digit)) + " ";
+  EXPECT_EQ(values, "0/0 9/9 10/0 15/0 15/0 0/0 0/0 0/0 0/0 0/0 0/0 ");
 }
 
 TEST(SafeStrcmp, NullsAndOrder) {
@@ -130,11 +126,9 @@ TEST(GetWord, CutsToTheOutBufferAndRefusesBadArguments) {
   for (const auto& c : cases)
     EXPECT_EQ(words(c.text, c.mode, c.size), c.found) << c.mode << c.size << " " << c.text;
   char out[4], text[] = "a";
-  EXPECT_FALSE(get_word(text, 0, out, sizeof out));
-  EXPECT_FALSE(get_word_quoted(text, -1, out, sizeof out, true));
-  EXPECT_FALSE(get_word(nullptr, 1, out, sizeof out));
-  EXPECT_FALSE(get_word_quoted(text, 1, nullptr, 4, true));
-  EXPECT_FALSE(get_word(text, 1, out, 0));
+  EXPECT_FALSE(get_word(text, 0, out, 4) || get_word_quoted(text, -1, out, 4, true) ||
+               get_word(nullptr, 1, out, 4) || get_word_quoted(text, 1, nullptr, 4, true) ||
+               get_word(text, 1, out, 0));
   EXPECT_EQ(count_words(nullptr) + count_words_quoted(nullptr), 0);
 }
 
