@@ -5,6 +5,7 @@
 #include <stdio.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -99,10 +100,7 @@ TEST(GetCommand, RecognisesAbbreviationsAndChecksArguments) {
 TEST(GetCommand, HelpListsCandidatesAndReadsOn) {
   auto table = list_and_load();
   Table shows = {entry("show status", 3, "status", 0, 0), entry("show files", 4, "files", 0, 2)};
-  const struct {
-    Table* table;
-    std::string input, reply;
-  } cases[] = {
+  const std::tuple<Table*, std::string, std::string> cases[] = {
       {&table, "?\n", "0|q7> \nlist: list things\nload: load a file\nq7> "},
       {&table, "lo ?\nli\n", "1|q7> load: load a file\nq7> "},
       {&table, "lo ? more\n", "0|q7> load: load a file\nq7> "},
@@ -113,7 +111,8 @@ TEST(GetCommand, HelpListsCandidatesAndReadsOn) {
       {&shows, "sh fi ?\n", "0|q7> show files: files\nq7> "},
       {&shows, "s f a \"?\"\n", "4:a:?|q7> "},
   };
-  for (const auto& c : cases) EXPECT_EQ(ask(*c.table, c.input), c.reply) << "input=" << c.input;
+  for (const auto& [commands, input, reply] : cases)
+    EXPECT_EQ(ask(*commands, input), reply) << "input=" << input;
   // Without output "?" is a word to match, and a first argument "?" still skips the line.
   EXPECT_EQ(ask(table, "?\n", {.silent = true}), "-1|");
   EXPECT_EQ(ask(table, "lo ?\nli x\n", {.silent = true}), "1:x|");

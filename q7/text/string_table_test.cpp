@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/temp_dir.h"
@@ -175,18 +176,16 @@ TEST_F(StringTableFile, ReadsBackTextsRecordsAndTimestampFromFilesAndPipes) {
 // Damaged counts, lengths and record sizes fail alike from a pipe, where they come short long
 // before they are reached. /dev/full takes the file but none of its bytes.
 TEST_F(StringTableFile, DamagedFieldsAndBadPathsFail) {
-  const struct {
-    const char* what;
-    std::string bytes;
-  } bad[] = {{"negative record size", fields({1, -1, 0})},
-             {"negative count", fields({1, 0, -1})},
-             {"absurd count", fields({1, 0, INT32_MAX, 0})},
-             {"absurd record size", fields({1, INT32_MAX, 1, 0}) + "RRRR"},
-             {"negative length", fields({1, 0, 1, -5}) + "abc"},
-             {"absurd length", fields({1, 0, 1, INT32_MAX})}};
-  for (const auto& b : bad) {
-    EXPECT_EQ(read(b.bytes), nullptr) << b.what;
-    EXPECT_EQ(read(b.bytes, true), nullptr) << b.what << " through a pipe";
+  const std::pair<const char*, std::string> bad[] = {
+      {"negative record size", fields({1, -1, 0})},
+      {"negative count", fields({1, 0, -1})},
+      {"absurd count", fields({1, 0, INT32_MAX, 0})},
+      {"absurd record size", fields({1, INT32_MAX, 1, 0}) + "RRRR"},
+      {"negative length", fields({1, 0, 1, -5}) + "abc"},
+      {"absurd length", fields({1, 0, 1, INT32_MAX})}};
+  for (const auto& [what, bytes] : bad) {
+    EXPECT_EQ(read(bytes), nullptr) << what;
+    EXPECT_EQ(read(bytes, true), nullptr) << what << " through a pipe";
   }
   Q7Star table;
   EXPECT_EQ(table.fileread(text(dir.file("missing"))), nullptr);

@@ -5,6 +5,7 @@
 #include <stdio.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -82,7 +83,7 @@ Words words(std::string text, char mode, int size = 80) {
   return found;
 }
 
-TEST(GetWord, FindsAndCountsPlainAndQuotedWords) {
+TEST(GetWord, FindsCountsAndCutsWordsAndRefusesBadArguments) {
   const struct {
     std::string text;
     Words plain, stripped, kept;
@@ -109,21 +110,18 @@ TEST(GetWord, FindsAndCountsPlainAndQuotedWords) {
     EXPECT_EQ(count_words(c.text.data()), static_cast<int>(c.plain.size()));
     EXPECT_EQ(count_words_quoted(c.text.data()), static_cast<int>(c.stripped.size()));
   }
-}
-
-TEST(GetWord, CutsToTheOutBufferAndRefusesBadArguments) {
   // The quoted size counts characters read, so escapes and stripped quotes shorten the copy.
   const struct {
     std::string text;
     int size;
     char mode;
     Words found;
-  } cases[] = {
+  } cuts[] = {
       {"  alpha   beta", 3, 'p', {"al", "be"}}, {"  alpha   beta", 1, 'p', {"", ""}},
       {"a\\\"bcd e", 5, 's', {"a\"b", "e"}},    {"\"ab\" c", 3, 's', {"a", "c"}},
       {"\"ab\" c", 3, 'k', {"\"a", "c"}},
   };
-  for (const auto& c : cases)
+  for (const auto& c : cuts)
     EXPECT_EQ(words(c.text, c.mode, c.size), c.found) << c.mode << c.size << " " << c.text;
   char out[4], text[] = "a";
   EXPECT_FALSE(get_word(text, 0, out, 4) || get_word_quoted(text, -1, out, 4, true) ||
@@ -133,14 +131,12 @@ TEST(GetWord, CutsToTheOutBufferAndRefusesBadArguments) {
 }
 
 TEST(PartialMatch, AbbreviationsBothWaysFoldingArguments) {
-  const struct {
-    std::string first, second;
-    bool match;
-  } cases[] = {{"DIR", "directory", true}, {"dirx", "dir", true},     {"dix", "dir", false},
-               {"", "anything", true},     {"listing", "LIST", true}, {"lo", "li", false}};
-  for (auto c : cases) {
-    EXPECT_EQ(partial_match(c.first.data(), c.second.data()), c.match)
-        << "first=" << c.first << " second=" << c.second;
+  const std::tuple<std::string, std::string, bool> cases[] = {
+      {"DIR", "directory", true}, {"dirx", "dir", true},     {"dix", "dir", false},
+      {"", "anything", true},     {"listing", "LIST", true}, {"lo", "li", false}};
+  for (auto [first, second, match] : cases) {
+    EXPECT_EQ(partial_match(first.data(), second.data()), match)
+        << "first=" << first << " second=" << second;
   }
   // Both arguments fold; a byte above 127 is no letter.
   char upper[] = "DIR\xc4", mixed[] = "DiReCtOrY 12";

@@ -6,11 +6,10 @@
 
 #include <array>
 #include <string>
+#include <tuple>
 #include <utility>
 
 namespace {
-
-using namespace std::string_literals;
 
 char* text(const char* s) { return const_cast<char*>(s); }
 
@@ -34,17 +33,14 @@ std::string parsed(const char* input) {
 // A component holding anything but digits is unknown, a huge one clamped. set_version never
 // hands version_atoi an empty component or a minus sign, so those are asked of it directly.
 TEST(JXversion, SetVersionParsesBothTriples) {
-  const struct {
-    const char* input;
-    const char* text;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"V5.2-3.1.4", "V5.2.x-3.1.4"}, {"3.1.4", "Vx.x.x-3.1.4"},    {"v3.1.4", "Vx.x.x-3.1.4"},
       {"V5.2-", "V5.2.x-x.x.x"},      {"5.beta.1", "Vx.x.x-5.x.1"}, {"4.5", "Vx.x.x-4.5.x"},
       {"1.2.3.4", "Vx.x.x-1.2.x"},    {"V1-V2", "V1.x.x-x.x.x"},    {"1-2-3", "V1.x.x-x.x.x"},
       {"x.X.7", "Vx.x.x-x.x.7"},      {"..", "Vx.x.x-x.x.x"},       {"", "Vx.x.x-x.x.x"},
       {"xx.1a.007", "Vx.x.x-x.x.7"},  {" 1.+1.1 ", "Vx.x.x-x.x.x"},
   };
-  for (const auto& c : cases) EXPECT_EQ(parsed(c.input), c.text) << "input=" << c.input;
+  for (const auto& [input, full] : cases) EXPECT_EQ(parsed(input), full) << "input=" << input;
   EXPECT_EQ(parsed("99999999999.0.7"), "Vx.x.x-2147483647.0.7");
   EXPECT_EQ(parsed(nullptr), "refused, V9.9.9-9.9.9");
   EXPECT_STREQ(JXversion().get_version(), "Vx.x.x-x.x.x");
@@ -55,18 +51,17 @@ TEST(JXversion, SetVersionParsesBothTriples) {
 
 // Each version's trimmed texts for `which` 0 to 4, and its full text with the widest component.
 TEST(JXversion, TrimmedAndFullTexts) {
-  const struct {
-    Triple host, jx;
-    const char* trimmed;
-  } cases[] = {{{5, 2, -1}, {3, 1, 4}, "V|V5.2-3.1.4|V3.1.4|V5.2-|V|"},
-               {{1, 2, 3}, {4, 5, 6}, "V|V1.2.3-4.5.6|V4.5.6|V1.2.3-|V|"},
-               {{7, -1, 2}, {-1, 5, 5}, "V|V7-x.5.5|Vx.5.5|V7-|V|"},
-               {{-1, -1, -1}, {-1, -1, -1}, "V|Vx-x|Vx|Vx-|V|"}};
-  for (const auto& c : cases) {
-    JXversion version = make(c.host, c.jx);
+  const std::tuple<Triple, Triple, const char*> cases[] = {
+      {{5, 2, -1}, {3, 1, 4}, "V|V5.2-3.1.4|V3.1.4|V5.2-|V|"},
+      {{1, 2, 3}, {4, 5, 6}, "V|V1.2.3-4.5.6|V4.5.6|V1.2.3-|V|"},
+      {{7, -1, 2}, {-1, 5, 5}, "V|V7-x.5.5|Vx.5.5|V7-|V|"},
+      {{-1, -1, -1}, {-1, -1, -1}, "V|Vx-x|Vx|Vx-|V|"}};
+  for (const auto& [host, jx, expected] : cases) {
+    JXversion version = make(host, jx);
     std::string trimmed;
-    for (int which = 0; which <= 4; ++which) trimmed += version.get_trimmed_version(which) + "|"s;
-    EXPECT_EQ(trimmed, c.trimmed) << version.get_version();
+    for (int which = 0; which <= 4; ++which)
+      trimmed += std::string(version.get_trimmed_version(which)) + "|";
+    EXPECT_EQ(trimmed, expected) << version.get_version();
   }
   char out[80];
   JXversion version = make({INT_MIN, 0, -1}, {3, 1, -1});
