@@ -21,7 +21,7 @@ std::string shown(JXdate date) {
          "/" + std::to_string(year) + " #" + std::to_string(number);
 }
 
-const std::string kStart = "01-jan-2000 1/1/2000 #11160";
+constexpr char kStart[] = "01-jan-2000 1/1/2000 #11160";
 
 // 1 January 2000 set from `input` (a text, a day number, or day, month and year), as shown;
 // a refused input leaves kStart. valid_date must agree with the setter.
@@ -74,7 +74,8 @@ TEST(JXdate, FieldsAndDayNumbersAreCheckedAndFormatted) {
                                                  {62, "01-mar-1970 1/3/1970 #62"},
                                                  {383159, "31-dec-2999 31/12/2999 #383159"},
                                                  {-5, "01-jan-1970 -4/1/1970 #-5"}};
-  for (const auto& [number, shown] : numbers) EXPECT_EQ(set(number), shown) << "number=" << number;
+  for (const auto& [number, expected] : numbers)
+    EXPECT_EQ(set(number), expected) << "number=" << number;
   for (int number : {59, 61, 383160}) EXPECT_EQ(set(number), kStart) << "number=" << number;
   EXPECT_TRUE(JXdate(31, 12, 2999).date_is_never());
   EXPECT_FALSE(JXdate(30, 12, 2999).date_is_never());
