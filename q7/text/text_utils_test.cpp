@@ -5,22 +5,19 @@
 #include <stdio.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
 
 using Words = std::vector<std::string>;
 
+// hexval and decval of each character, as "hex/dec".
 TEST(Digits, ValuesAndZeroForOthers) {
-  const struct {
-    char digit;
-    int hex, dec;
-  } cases[] = {{'0', 0, 0}, {'9', 9, 9}, {'a', 10, 0}, {'F', 15, 0}, {'f', 15, 0},  {'g', 0, 0},
-               {' ', 0, 0}, {'/', 0, 0}, {':', 0, 0},  {'G', 0, 0},  {'\x80', 0, 0}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(hexval(c.digit), c.hex) << "digit=" << c.digit;
-    EXPECT_EQ(decval(c.digit), c.dec) << "digit=" << c.digit;
-  }
+  std::string values;
+  for (char digit : std::string("09aFfg /:G\x80"))
+    values += std::to_string(hexval(digit)) + "/" + std::to_string(decval(digit)) + " ";
+  EXPECT_EQ(values, "0/0 9/9 10/0 15/0 15/0 0/0 0/0 0/0 0/0 0/0 0/0 ");
 }
 
 TEST(SafeStrcmp, NullsAndOrder) {
@@ -86,7 +83,7 @@ Words words(std::string text, char mode, int size = 80) {
   return found;
 }
 
-TEST(GetWord, FindsAndCountsPlainAndQuotedWords) {
+TEST(GetWord, FindsCountsAndCutsWordsAndRefusesBadArguments) {
   const struct {
     std::string text;
     Words plain, stripped, kept;
@@ -113,40 +110,33 @@ TEST(GetWord, FindsAndCountsPlainAndQuotedWords) {
     EXPECT_EQ(count_words(c.text.data()), static_cast<int>(c.plain.size()));
     EXPECT_EQ(count_words_quoted(c.text.data()), static_cast<int>(c.stripped.size()));
   }
-}
-
-TEST(GetWord, CutsToTheOutBufferAndRefusesBadArguments) {
   // The quoted size counts characters read, so escapes and stripped quotes shorten the copy.
   const struct {
     std::string text;
     int size;
     char mode;
     Words found;
-  } cases[] = {
+  } cuts[] = {
       {"  alpha   beta", 3, 'p', {"al", "be"}}, {"  alpha   beta", 1, 'p', {"", ""}},
       {"a\\\"bcd e", 5, 's', {"a\"b", "e"}},    {"\"ab\" c", 3, 's', {"a", "c"}},
       {"\"ab\" c", 3, 'k', {"\"a", "c"}},
   };
-  for (const auto& c : cases)
+  for (const auto& c : cuts)
     EXPECT_EQ(words(c.text, c.mode, c.size), c.found) << c.mode << c.size << " " << c.text;
   char out[4], text[] = "a";
-  EXPECT_FALSE(get_word(text, 0, out, sizeof out));
-  EXPECT_FALSE(get_word_quoted(text, -1, out, sizeof out, true));
-  EXPECT_FALSE(get_word(nullptr, 1, out, sizeof out));
-  EXPECT_FALSE(get_word_quoted(text, 1, nullptr, 4, true));
-  EXPECT_FALSE(get_word(text, 1, out, 0));
+  EXPECT_FALSE(get_word(text, 0, out, 4) || get_word_quoted(text, -1, out, 4, true) ||
+               get_word(nullptr, 1, out, 4) || get_word_quoted(text, 1, nullptr, 4, true) ||
+               get_word(text, 1, out, 0));
   EXPECT_EQ(count_words(nullptr) + count_words_quoted(nullptr), 0);
 }
 
 TEST(PartialMatch, AbbreviationsBothWaysFoldingArguments) {
-  const struct {
-    std::string first, second;
-    bool match;
-  } cases[] = {{"DIR", "directory", true}, {"dirx", "dir", true},     {"dix", "dir", false},
-               {"", "anything", true},     {"listing", "LIST", true}, {"lo", "li", false}};
-  for (auto c : cases) {
-    EXPECT_EQ(partial_match(c.first.data(), c.second.data()), c.match)
-        << "first=" << c.first << " second=" << c.second;
+  const std::tuple<std::string, std::string, bool> cases[] = {
+      {"DIR", "directory", true}, {"dirx", "dir", true},     {"dix", "dir", false},
+      {"", "anything", true},     {"listing", "LIST", true}, {"lo", "li", false}};
+  for (auto [first, second, match] : cases) {
+    EXPECT_EQ(partial_match(first.data(), second.data()), match)
+        << "first=" << first << " second=" << second;
   }
   // Both arguments fold; a byte above 127 is no letter.
   char upper[] = "DIR\xc4", mixed[] = "DiReCtOrY 12";
