@@ -22,9 +22,7 @@
 namespace {
 
 using q7test::require_in_child;
-using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using ::testing::Not;
 
 TEST(SystemInfo, DescriptionAndUptime) {
   q7mp_sysinfo* record = q7mp_get_sysinfo();
