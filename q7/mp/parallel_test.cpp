@@ -18,7 +18,6 @@
 #include "q7/mp/sync.h"
 #include "q7/mp/threads.h"
 #include "tests/support/child_process.h"
-#include "tests/support/sanitizers.h"
 
 namespace {
 
@@ -125,28 +124,6 @@ TEST(ParallelExecution, ProcessorsGetTheirOwnThreadsAndBandsOneExecutionAtATime)
                   "\\(Q7 LIB\\)                  : Simulating 2-way multi-processing\n"
                   "\\(Q7 LIB\\) [0-9:.]+ WARN : 3-way Multi-processing already setup\\. "
                   "\\(Can't change it\\)\n"));
-}
-
-void* started_sema;
-void block(void*, void*, void*, void*, void*, void*) {
-  q7mp_post_sema(started_sema);
-  pause();
-}
-
-TEST(ParallelExecution, CloseCancelsTheProcessorsOfARunningExecution) {
-  Q7_SKIP_WHERE_CANCELLATION_IS_UNTRACKED();
-  const auto result = q7test::run_in_child([] {
-    q7mp_set_nprocs(2);
-    started_sema = q7mp_new_sema(0);
-    std::thread closer([] {
-      for (int i = 0; i < 2; ++i) q7mp_wait_sema(started_sema);
-      q7mp_close_threads();
-    });
-    exec(block);
-    closer.join();
-    require_in_child(q7mp_handlers == nullptr, 2);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }
 
 }  // namespace

@@ -5,10 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/sysinfo.h>
+#include <unistd.h>
 
+#include <thread>
 #include <vector>
 
 #include "q7/log/message_log.h"
+#include "q7/mp/parallel.h"
 #include "q7/mp/sync.h"
 #include "tests/support/child_process.h"
 #include "tests/support/sanitizers.h"
@@ -39,6 +42,12 @@ void* work(void* raw) {
   pthread_cleanup_pop(0);
   q7mp_post_sema(worker->started);
   return nullptr;
+}
+
+// A processor function that runs until it is cancelled.
+void run_on(void* worker, void*, void*, void*, void*, void*) {
+  q7mp_post_sema(static_cast<Worker*>(worker)->started);
+  pause();
 }
 
 std::vector<int> table_ids() {
@@ -81,16 +90,23 @@ TEST(ThreadLayer, SetsUpOnceKillingKeepsTheOrderAndCloseCancelsEveryThread) {
     q7mp_wait_sema(worker.cancelled);
     require_in_child(table_ids() == std::vector<int>{4096, 4098, 4099}, 5);
     require_in_child(q7mp_start_thread(work, &worker) == 4100 && create_calls == 5, 6);
-    q7mp_wait_sema(worker.started);
+    // Close also cancels the processors of a running execution, which then returns.
+    q7mp_set_nprocs(2);
+    std::thread execution([&worker] {
+      q7mp_exec(reinterpret_cast<void (*)()>(run_on), &worker, nullptr, nullptr, nullptr, nullptr,
+                nullptr);
+    });
+    for (int i = 0; i < 3; ++i) q7mp_wait_sema(worker.started);
     q7mp_close_threads();
+    execution.join();
     for (int i = 0; i < 4; ++i) q7mp_wait_sema(worker.cancelled);
-    require_in_child(pthreads_initialized == 0 && num_threads == 0, 7);
+    require_in_child(pthreads_initialized == 0 && num_threads == 0 && !q7mp_handlers, 7);
     require_in_child(q7mp_data_lock == nullptr && q7mp_serializer == nullptr, 8);
     q7mp_close_threads();
     require_in_child(q7mp_start_thread(work, &worker) == 4101 && pthreads_initialized == 1, 9);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.err, "(Q7 LIB)                  : Simulating 2-way multi-processing\n");
 }
 
 }  // namespace
