@@ -29,8 +29,8 @@ TEST(SystemInfo, DescriptionAndUptime) {
   ASSERT_NE(record, nullptr);
   utsname names;
   uname(&names);
-  EXPECT_THAT(record->text,
-              ::testing::StartsWith(std::string(names.sysname) + " Version " + names.release));
+  EXPECT_EQ(record->text,
+            std::string(names.sysname) + " Version " + names.release + " (" + names.machine + ")");
   EXPECT_GE(record->uptime, 0);
   free(record);
   EXPECT_EQ(q7mp_get_pagesize(), sysconf(_SC_PAGESIZE));
