@@ -50,11 +50,17 @@ TEST(Semaphore, CountsPostsAndRefusesBadCounts) {
   EXPECT_TRUE(q7mp_post_sema(nullptr) == -1 && q7mp_wait_sema(nullptr) == -1);
 }
 
-TEST(Waits, FrameTimerAndSleepLastTheirWholeTimeThroughWakeUpsAndSignals) {
+TEST(Waits, FrameTimerSleepAndSemaphoreWaitGoOnThroughWakeUpsAndSignals) {
   void* cond = q7mp_new_cond_block();
   void* mutex = q7mp_new_mutex(0);
-  const auto previous = signal(SIGUSR2, [](int) {});
+  // Without SA_RESTART, so that the signals interrupt the semaphore wait too.
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  struct sigaction previous {};
+  sigaction(SIGUSR2, &action, &previous);
   const pthread_t waiter = pthread_self();
+  void* sema = q7mp_new_sema(0);
+  std::atomic<int> pokes_in_sema_wait{-1};  // -1 until the semaphore wait begins
   std::atomic<bool> done{false};
   std::thread pester([&] {
     for (; !done; std::this_thread::sleep_for(std::chrono::milliseconds(2))) {
@@ -62,6 +68,7 @@ TEST(Waits, FrameTimerAndSleepLastTheirWholeTimeThroughWakeUpsAndSignals) {
       q7mp_cond_signal(cond);
       q7mp_release_mutex(mutex);
       pthread_kill(waiter, SIGUSR2);
+      if (pokes_in_sema_wait >= 0 && ++pokes_in_sema_wait == 5) q7mp_post_sema(sema);
     }
   });
   const auto start = std::chrono::steady_clock::now();
@@ -71,15 +78,18 @@ TEST(Waits, FrameTimerAndSleepLastTheirWholeTimeThroughWakeUpsAndSignals) {
   const auto timed = std::chrono::steady_clock::now();
   EXPECT_EQ(q7mp_timedwait(50000000LL), 0);
   const auto slept = std::chrono::steady_clock::now();
+  pokes_in_sema_wait = 0;
+  EXPECT_EQ(q7mp_wait_sema(sema), 1);
   done = true;
   pester.join();
-  signal(SIGUSR2, previous);
+  sigaction(SIGUSR2, &previous, nullptr);
   EXPECT_GE(timed - start, std::chrono::milliseconds(19));
   EXPECT_GE(slept - timed, std::chrono::milliseconds(50));
   EXPECT_EQ(q7mp_timedwait(-5), -1);
   EXPECT_EQ(q7mp_cond_timedwait(nullptr, mutex, 1), EINVAL);
   q7mp_delete_cond_block(cond);
   q7mp_delete_mutex(mutex);
+  q7mp_delete_sema(sema);
 }
 
 }  // namespace
