@@ -1,16 +1,17 @@
-// Tests of the thread table, each in a child process: ids, limits and removal are
-// process-wide.
+// Tests of the thread layer and its table, each in a child process: ids, limits and removal
+// are process-wide.
 #include "q7/mp/threads.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/sysinfo.h>
+#include <unistd.h>
 
-#include <chrono>
 #include <thread>
 #include <vector>
 
 #include "q7/log/message_log.h"
+#include "q7/mp/parallel.h"
 #include "q7/mp/sync.h"
 #include "tests/support/child_process.h"
 #include "tests/support/sanitizers.h"
@@ -20,13 +21,12 @@ namespace {
 using q7test::require_in_child;
 using ::testing::HasSubstr;
 
-// Library threads in these tests post `started`, wait for `release`, note their own id and,
-// when `leave` is set, take their entry out of the table, then post `started` again.
+// Library threads in these tests post `started`, wait for `release`, note their own id, take
+// their entry out of the table and post `started` again.
 struct Worker {
   void* started = q7mp_new_sema(0);
   void* release = q7mp_new_sema(0);
   void* cancelled = q7mp_new_sema(0);
-  bool leave = false;
   int seen_id = 0;
 };
 
@@ -38,10 +38,16 @@ void* work(void* raw) {
   q7mp_post_sema(worker->started);
   q7mp_wait_sema(worker->release);
   worker->seen_id = q7mp_threadid();
-  if (worker->leave) q7mp_leaving_thread();
+  q7mp_leaving_thread();
   pthread_cleanup_pop(0);
   q7mp_post_sema(worker->started);
   return nullptr;
+}
+
+// A processor function that runs until it is cancelled.
+void run_on(void* worker, void*, void*, void*, void*, void*) {
+  q7mp_post_sema(static_cast<Worker*>(worker)->started);
+  pause();
 }
 
 std::vector<int> table_ids() {
@@ -50,36 +56,10 @@ std::vector<int> table_ids() {
   return ids;
 }
 
-TEST(ThreadTable, IdsStartAt4096AndKillingKeepsTheOrder) {
-  Q7_SKIP_WHERE_CANCELLATION_IS_UNTRACKED();
-  const auto result = q7test::run_in_child([] {
-    require_in_child(q7mp_threadid() == -1, 2);
-    Worker worker;
-    for (int i = 0; i < 3; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 3);
-    q7mp_kill_thread(4097);
-    require_in_child(table_ids() == std::vector<int>{4096, 4098}, 4);
-    q7mp_kill_thread(4242);
-    require_in_child(table_ids() == std::vector<int>{4096, 4098}, 5);
-    require_in_child(q7mp_start_thread(work, &worker) == 4099 && create_calls == 4, 6);
-    // A thread that has ended is not cancelled (its handle is gone), only taken out.
-    Worker done;
-    q7mp_post_sema(done.release);
-    const int id = q7mp_start_thread(work, &done);
-    q7mp_wait_sema(done.started);
-    q7mp_wait_sema(done.started);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    q7mp_kill_thread(id);
-    require_in_child(table_ids() == std::vector<int>{4096, 4098, 4099}, 7);
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  EXPECT_EQ(result.err, "");
-}
-
 TEST(ThreadTable, HoldsThirtyTwoThreadsUntilOneLeaves) {
   const auto result = q7test::run_in_child([] {
     q7_notify_setlevel(5);
     Worker worker;
-    worker.leave = true;
     for (int i = 0; i < 32; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 2);
     require_in_child(q7mp_start_thread(work, &worker) == -1, 3);
     q7mp_post_sema(worker.release);
@@ -94,25 +74,39 @@ TEST(ThreadTable, HoldsThirtyTwoThreadsUntilOneLeaves) {
                                     "ERROR: Maximum number of thread's reached !!\n"));
 }
 
-TEST(ThreadLayer, SetsUpOnceAndCloseCancelsTheThreads) {
+TEST(ThreadLayer, SetsUpOnceKillingKeepsTheOrderAndCloseCancelsEveryThread) {
   Q7_SKIP_WHERE_CANCELLATION_IS_UNTRACKED();
   const auto result = q7test::run_in_child([] {
-    require_in_child(q7mp_numcpu == 1 && pthreads_initialized == 0, 2);
+    require_in_child(q7mp_numcpu == 1 && pthreads_initialized == 0 && q7mp_threadid() == -1, 2);
     q7mp_init_threads();
     void* data_lock = q7mp_data_lock;
     q7mp_init_threads();
     require_in_child(q7mp_data_lock == data_lock && q7mp_numcpu == get_nprocs(), 3);
     Worker worker;
-    for (int i = 0; i < 3; ++i) q7mp_start_thread(work, &worker);
+    for (int i = 0; i < 4; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 4);
+    for (int i = 0; i < 4; ++i) q7mp_wait_sema(worker.started);
+    q7mp_kill_thread(4097);
+    q7mp_kill_thread(4242);
+    q7mp_wait_sema(worker.cancelled);
+    require_in_child(table_ids() == std::vector<int>{4096, 4098, 4099}, 5);
+    require_in_child(q7mp_start_thread(work, &worker) == 4100 && create_calls == 5, 6);
+    // Close also cancels the processors of a running execution, which then returns.
+    q7mp_set_nprocs(2);
+    std::thread execution([&worker] {
+      q7mp_exec(reinterpret_cast<void (*)()>(run_on), &worker, nullptr, nullptr, nullptr, nullptr,
+                nullptr);
+    });
     for (int i = 0; i < 3; ++i) q7mp_wait_sema(worker.started);
     q7mp_close_threads();
-    for (int i = 0; i < 3; ++i) q7mp_wait_sema(worker.cancelled);
-    require_in_child(pthreads_initialized == 0 && num_threads == 0, 4);
-    require_in_child(q7mp_data_lock == nullptr && q7mp_serializer == nullptr, 5);
+    execution.join();
+    for (int i = 0; i < 4; ++i) q7mp_wait_sema(worker.cancelled);
+    require_in_child(pthreads_initialized == 0 && num_threads == 0 && !q7mp_handlers, 7);
+    require_in_child(q7mp_data_lock == nullptr && q7mp_serializer == nullptr, 8);
     q7mp_close_threads();
-    require_in_child(q7mp_start_thread(work, &worker) == 4099 && pthreads_initialized == 1, 6);
+    require_in_child(q7mp_start_thread(work, &worker) == 4101 && pthreads_initialized == 1, 9);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
+  EXPECT_EQ(result.err, "(Q7 LIB)                  : Simulating 2-way multi-processing\n");
 }
 
 }  // namespace
