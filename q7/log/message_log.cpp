@@ -9,6 +9,8 @@
 
 #include <atomic>
 
+#include "q7/internal/lazy_handle.h"
+#include "q7/internal/scoped_lock.h"
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/internal/line_format.h"
 #include "q7/log/internal/signal_log.h"
@@ -21,6 +23,9 @@ const char* const level_str[7] = {"FULL ", "ERROR", "WARN ", "INFO ", "DEBUG", "
 constinit q7MessageLog defaultLogger(nullptr);
 char msg_buffer[4096];
 void* msg_lock = nullptr;
+
+using q7::internal::ensure_handle;
+using q7::internal::forget_handle;
 
 namespace {
 
@@ -39,42 +44,36 @@ __attribute__((tls_model("initial-exec"))) thread_local int log_locks_held = 0;
 
 std::atomic_ref<int32_t> atomic(int32_t& value) { return std::atomic_ref<int32_t>(value); }
 
-// Returns the mutex in `slot`, making it first when there is none. Two threads that get
-// here at once make one each; the one that loses the race deletes its own.
-void* ensure_mutex(void*& slot) {
-  std::atomic_ref<void*> shared(slot);
-  void* mutex = shared.load(std::memory_order_acquire);
-  if (mutex != nullptr) return mutex;
-  void* fresh = q7mp_new_mutex(0);
-  if (fresh == nullptr) return nullptr;
-  if (shared.compare_exchange_strong(mutex, fresh, std::memory_order_acq_rel)) return fresh;
-  q7mp_delete_mutex(fresh);
-  return mutex;
-}
+void* make_plain_mutex() { return q7mp_new_mutex(0); }
 
-void forget_mutex(void*& slot) {
-  void* mutex = std::atomic_ref<void*>(slot).exchange(nullptr, std::memory_order_acq_rel);
-  q7mp_delete_mutex(mutex);
-}
+void* ensure_mutex(void*& slot) { return ensure_handle(slot, make_plain_mutex, q7mp_delete_mutex); }
 
-// Holds a log lock for a scope; a null lock (the log is off) is not taken.
-class LogLock {
+// Counts the log locks the calling thread holds, for as long as it holds one.
+class HeldCount {
  public:
-  explicit LogLock(void* mutex) : mutex_(mutex) {
-    if (mutex_ == nullptr) return;
-    ++log_locks_held;
-    q7mp_get_mutex(mutex_);
+  explicit HeldCount(const void* mutex) : counted_(mutex != nullptr) {
+    if (counted_) ++log_locks_held;
   }
-  ~LogLock() {
-    if (mutex_ == nullptr) return;
-    q7mp_release_mutex(mutex_);
-    --log_locks_held;
+  ~HeldCount() {
+    if (counted_) --log_locks_held;
   }
-  LogLock(const LogLock&) = delete;
-  LogLock& operator=(const LogLock&) = delete;
+  HeldCount(const HeldCount&) = delete;
+  HeldCount& operator=(const HeldCount&) = delete;
 
  private:
-  void* mutex_;
+  bool counted_;
+};
+
+// Holds a log lock for a scope; a null lock (the log is off) is not taken. The count goes up
+// before the lock is taken and down after it is released, so that a signal handler never
+// sees the thread inside the log uncounted.
+class LogLock {
+ public:
+  explicit LogLock(void* mutex) : count_(mutex), lock_(mutex) {}
+
+ private:
+  HeldCount count_;
+  q7::internal::BasicScopedLock<void, q7mp_get_mutex, q7mp_release_mutex> lock_;
 };
 
 // The kind of line a call prints at with the current level `current`, or -1 when the
@@ -237,7 +236,7 @@ void q7MessageLog::q7_notify_setlevel(int new_level) {
   atomic(level).store(new_level, std::memory_order_relaxed);
   if (new_level != -1) return;
   stream = nullptr;
-  forget_mutex(lock);
+  forget_handle(lock, q7mp_delete_mutex);
 }
 
 int q7MessageLog::q7_notify_getlevel() { return atomic(level).load(std::memory_order_relaxed); }
@@ -276,7 +275,7 @@ void q7_msgcont(const char* format, ...) {
 int q7_msg_print(int kind) { return defaultLogger.q7_msg_print(kind); }
 
 void q7_notify_setlevel(int level) {
-  if (level == -1) forget_mutex(msg_lock);
+  if (level == -1) forget_handle(msg_lock, q7mp_delete_mutex);
   defaultLogger.q7_notify_setlevel(level);
 }
 

@@ -1,0 +1,65 @@
+// Tests of handles made at their first use.
+#include "q7/internal/lazy_handle.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::atomic<int> made{0};
+std::atomic<int> destroyed{0};
+std::atomic<bool> refuse{false};
+
+void* make() {
+  if (refuse) return nullptr;
+  ++made;
+  return new int(0);
+}
+
+void destroy(void* handle) {
+  ++destroyed;
+  delete static_cast<int*>(handle);
+}
+
+TEST(LazyHandle, ThreadsRacingAtTheFirstUseShareOneHandleAndLosersDestroyTheirs) {
+  made = destroyed = 0;
+  void* slot = nullptr;
+  constexpr int kThreads = 8;
+  std::barrier start(kThreads);
+  std::vector<void*> seen(kThreads);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      start.arrive_and_wait();
+      seen[i] = q7::internal::ensure_handle(slot, make, destroy);
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  ASSERT_NE(slot, nullptr);
+  for (void* handle : seen) EXPECT_EQ(handle, slot);
+  EXPECT_EQ(made - destroyed, 1) << "made " << made << ", destroyed " << destroyed;
+
+  q7::internal::forget_handle(slot, destroy);
+  EXPECT_EQ(slot, nullptr);
+  EXPECT_EQ(made, destroyed);
+  q7::internal::forget_handle(slot, destroy);
+  EXPECT_EQ(made, destroyed) << "an empty slot destroys nothing";
+}
+
+TEST(LazyHandle, AFailedMakeLeavesTheSlotEmptyForTheNextTry) {
+  void* slot = nullptr;
+  refuse = true;
+  EXPECT_EQ(q7::internal::ensure_handle(slot, make, destroy), nullptr);
+  EXPECT_EQ(slot, nullptr);
+  refuse = false;
+  void* handle = q7::internal::ensure_handle(slot, make, destroy);
+  EXPECT_NE(handle, nullptr);
+  EXPECT_EQ(q7::internal::ensure_handle(slot, make, destroy), handle);
+  q7::internal::forget_handle(slot, destroy);
+}
+
+}  // namespace
