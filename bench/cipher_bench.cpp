@@ -188,19 +188,33 @@ void per_file(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kFileBytes);
 }
 
+// Rows over the file: made once before them, timed on the wall clock, since the I/O runs
+// partly on another thread or in another process.
+void over_the_file(benchmark::internal::Benchmark* row) {
+  row->Setup(make_files)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+// Runs `copy` once per iteration; a copy that fails ends the row with `failure`.
+template <class Copy>
+void run_copies(benchmark::State& state, Copy copy, const char* failure) {
+  for (auto _ : state) {
+    if (!copy()) {
+      state.SkipWithError(failure);
+      return;
+    }
+  }
+  per_file(state);
+}
+
 void BM_CodeFile(benchmark::State& state) {
   const bool encode = state.range(0) != 0;
   const bool stream = state.range(1) != 0;
   Gost gost = keyed();
   std::string in = encode ? kPlain : kCoded[stream];
   std::string out = kCopy;
-  for (auto _ : state) {
-    if (!gost.code_file(in.data(), out.data(), encode, stream)) {
-      state.SkipWithError("code_file failed");
-      return;
-    }
-  }
-  per_file(state);
+  run_copies(
+      state, [&] { return gost.code_file(in.data(), out.data(), encode, stream); },
+      "code_file failed");
 }
 BENCHMARK(BM_CodeFile)
     ->ArgNames({"encode", "stream"})
@@ -208,28 +222,22 @@ BENCHMARK(BM_CodeFile)
     ->Args({0, 1})
     ->Args({1, 0})
     ->Args({0, 0})
-    ->Setup(make_files)
-    ->Iterations(4)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+    ->Apply(over_the_file)
+    ->Iterations(4);
 
 void BM_MacFile(benchmark::State& state) {
   Gost gost = keyed();
   std::string in = kPlain;
   unsigned int value[2];
-  for (auto _ : state) gost.mac_file(in.data(), value);
-  per_file(state);
+  run_copies(
+      state, [&] { return gost.mac_file(in.data(), value); }, "mac_file failed");
 }
-BENCHMARK(BM_MacFile)
-    ->Setup(make_files)
-    ->Iterations(2)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+BENCHMARK(BM_MacFile)->Apply(over_the_file)->Iterations(2);
 
 // The plain copy loop that file coding is held against: read and write 1 MiB at a time.
-bool copy_in_slabs(const char* from, const char* to) {
-  const int in = open(from, O_RDONLY);
-  const int out = open(to, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+bool copy_in_slabs() {
+  const int in = open(kPlain.c_str(), O_RDONLY);
+  const int out = open(kCopy.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
   bool ok = in >= 0 && out >= 0;
   std::vector<char> slab(1 << 20);
   for (ssize_t got; ok && (got = read(in, slab.data(), slab.size())) != 0;) {
@@ -240,39 +248,19 @@ bool copy_in_slabs(const char* from, const char* to) {
   return ok;
 }
 
-void BM_Peer_CopyLoop(benchmark::State& state) {
-  for (auto _ : state) {
-    if (!copy_in_slabs(kPlain.c_str(), kCopy.c_str())) {
-      state.SkipWithError("copy failed");
-      return;
-    }
-  }
-  per_file(state);
-}
-BENCHMARK(BM_Peer_CopyLoop)
-    ->Setup(make_files)
-    ->Iterations(4)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+void BM_Peer_CopyLoop(benchmark::State& state) { run_copies(state, copy_in_slabs, "copy failed"); }
+BENCHMARK(BM_Peer_CopyLoop)->Apply(over_the_file)->Iterations(4);
 
-void BM_Peer_Cp(benchmark::State& state) {
-  for (auto _ : state) {
-    const char* argv[] = {"cp", kPlain.c_str(), kCopy.c_str(), nullptr};
-    pid_t child;
-    int status = 0;
-    if (posix_spawnp(&child, "cp", nullptr, nullptr, const_cast<char**>(argv), environ) != 0 ||
-        waitpid(child, &status, 0) != child || status != 0) {
-      state.SkipWithError("cp failed");
-      return;
-    }
-  }
-  per_file(state);
+bool cp_file() {
+  const char* argv[] = {"cp", kPlain.c_str(), kCopy.c_str(), nullptr};
+  pid_t child;
+  int status = 0;
+  return posix_spawnp(&child, "cp", nullptr, nullptr, const_cast<char**>(argv), environ) == 0 &&
+         waitpid(child, &status, 0) == child && status == 0;
 }
-BENCHMARK(BM_Peer_Cp)
-    ->Setup(make_files)
-    ->Iterations(4)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+
+void BM_Peer_Cp(benchmark::State& state) { run_copies(state, cp_file, "cp failed"); }
+BENCHMARK(BM_Peer_Cp)->Apply(over_the_file)->Iterations(4);
 
 }  // namespace
 
