@@ -13,7 +13,6 @@
 
 using q7::internal::as_words;
 using q7::internal::blocks_for;
-using q7::internal::close_file;
 using q7::internal::kBlockBytes;
 using q7::internal::open_unbuffered;
 using q7::internal::read_full;
@@ -212,16 +211,14 @@ bool decode_file(Gost& gost, int in, int out, int32_t coded_size, bool use_strea
 bool Gost::code_file(char* in_path, char* out_path, bool encode, bool use_stream) {
   const UniqueFile in = open_unbuffered(in_path, "rb");
   if (!in) return false;
-  UniqueFile out = open_unbuffered(out_path, "wb+");
+  const UniqueFile out = open_unbuffered(out_path, "wb+");
   if (!out) return false;
   const int in_fd = fileno(in.get());
   const int out_fd = fileno(out.get());
   const int32_t size = file_size(in_fd);
-  const bool coded = size >= 0 && (encode ? encode_file(*this, in_fd, out_fd, size, use_stream)
-                                          : decode_file(*this, in_fd, out_fd, size, use_stream));
-  // A full disk may show only when the file is closed.
-  const bool closed = close_file(out);
-  return coded && closed;
+  if (size < 0) return false;
+  return encode ? encode_file(*this, in_fd, out_fd, size, use_stream)
+                : decode_file(*this, in_fd, out_fd, size, use_stream);
 }
 
 bool Gost::mac_file(char* path, unsigned int* value) {

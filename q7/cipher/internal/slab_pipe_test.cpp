@@ -53,7 +53,7 @@ std::string bytes(size_t size) {
 class SlabPipe : public testing::Test {
  protected:
   // Pipes the file `in` (claiming `total` bytes) into `out`.
-  bool pipe(const std::string& in, size_t total, const std::string& out, bool overlap) {
+  bool run(const std::string& in, size_t total, const std::string& out, bool overlap) {
     UniqueFd input(open(dir.file(in).c_str(), O_RDONLY));
     UniqueFd output(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
     if (!input || !output) return false;
@@ -65,6 +65,13 @@ class SlabPipe : public testing::Test {
                                   .capacity = kSlab,
                                   .overlap = overlap});
     return slabs.run({&MarkSlabs::run, &marks});
+  }
+
+  // The same in a child process, so that a pipe that never returns fails the test after a
+  // bounded wait: the child exits with 0 when the run succeeded and 1 when it failed.
+  q7test::ChildResult run_in_child(const std::string& in, size_t total, const std::string& out,
+                                   bool overlap) {
+    return q7test::run_in_child([&] { q7test::require_in_child(run(in, total, out, overlap), 1); });
   }
 
   q7test::TempDir dir;
@@ -90,8 +97,10 @@ TEST_F(SlabPipe, WritesTheSameBytesWithOrWithoutTheHelperThread) {
     const std::string input = bytes(c.file);
     ASSERT_TRUE(q7test::write_file(dir.file("in"), input));
     for (bool overlap : {false, true}) {
-      EXPECT_EQ(pipe("in", c.total, dir.file("out"), overlap), c.ok)
-          << "file=" << c.file << " total=" << c.total << " overlap=" << overlap;
+      const auto result = run_in_child("in", c.total, dir.file("out"), overlap);
+      EXPECT_TRUE(result.exited_with(c.ok ? 0 : 1))
+          << "file=" << c.file << " total=" << c.total << " overlap=" << overlap << "\n"
+          << q7test::describe(result);
       EXPECT_TRUE(q7test::read_file(dir.file("out")) == marked(input.substr(0, c.total)))
           << "file=" << c.file << " total=" << c.total << " overlap=" << overlap;
     }
@@ -103,9 +112,8 @@ TEST_F(SlabPipe, WritesTheSameBytesWithOrWithoutTheHelperThread) {
 TEST_F(SlabPipe, AFailedWriteEndsTheRun) {
   ASSERT_TRUE(q7test::write_file(dir.file("in"), bytes(20 * kSlab)));
   for (bool overlap : {false, true}) {
-    const auto result = q7test::run_in_child(
-        [&] { q7test::require_in_child(!pipe("in", 20 * kSlab, "/dev/full", overlap), 10); });
-    EXPECT_TRUE(result.exited_with(0)) << "overlap=" << overlap << "\n" << q7test::describe(result);
+    const auto result = run_in_child("in", 20 * kSlab, "/dev/full", overlap);
+    EXPECT_TRUE(result.exited_with(1)) << "overlap=" << overlap << "\n" << q7test::describe(result);
   }
 }
 
@@ -124,7 +132,7 @@ TEST_F(SlabPipe, RunsOnTheCallingThreadWhenNoHelperCanStart) {
     q7test::require_in_child(setrlimit(RLIMIT_NPROC, &none) == 0, 11);
     pthread_t thread;
     q7test::require_in_child(pthread_create(&thread, nullptr, no_work, nullptr) != 0, 12);
-    q7test::require_in_child(pipe("in", input.size(), dir.file("out"), true), 13);
+    q7test::require_in_child(run("in", input.size(), dir.file("out"), true), 13);
     q7test::require_in_child(q7test::read_file(dir.file("out")) == marked(input), 14);
   });
   EXPECT_TRUE(result.exited_with(0)) << q7test::describe(result);
