@@ -214,10 +214,13 @@ char* strndup(const char* text, size_t size) noexcept {
   return fails() ? static_cast<char*>(refused()) : next_strndup(text, size);
 }
 
-// The start record is the shim's own, taken without counting; the threads library's own
-// allocations count.
+// A thread is an allocation too, of its stack; the threads library keeps the stacks of ended
+// threads for new ones, so without this a failed creation would hardly ever come. The start
+// record is the shim's own, taken without counting; the threads library's own allocations
+// count.
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*routine)(void*),
                    void* argument) noexcept {
+  if (fails()) return EAGAIN;
   auto* start = static_cast<ThreadStart*>(next_malloc(sizeof(ThreadStart)));
   if (start == nullptr) return EAGAIN;
   *start = {routine, argument};
