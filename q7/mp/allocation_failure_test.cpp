@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "q7/mp/clock.h"
 #include "q7/mp/parallel.h"
 #include "q7/mp/sync.h"
 #include "q7/mp/sysinfo.h"
@@ -78,6 +79,12 @@ void* leave_and_post(void* left) {
   return nullptr;
 }
 
+void* wait_then_leave(void* release) {
+  q7mp_wait_sema(release);
+  q7mp_leaving_thread();
+  return nullptr;
+}
+
 // From a layer taken down each time, so that the layer's own set-up is among the points.
 // A lock that cannot be made leaves the layer with a null lock, whose uses report the lock
 // failure and go on. A thread that cannot be created is tried again a second later.
@@ -105,6 +112,20 @@ TEST(AllocationFailure, ThreadStartGivesMinusOneOrARunningThread) {
   });
   // The two locks, the start record, and the thread.
   EXPECT_GE(points, 4);
+
+  // A failed start gives its place in the table back.
+  void* release = q7mp_new_sema(0);
+  int started = 0;
+  while (started < 33 && q7mp_start_thread(wait_then_leave, release) >= 0) ++started;
+  EXPECT_EQ(started, 32);
+  for (int i = 0; i < started; ++i) q7mp_post_sema(release);
+  // Each has left the table once it is past its wait.
+  for (int i = 0; i < 10000 && std::atomic_ref<int32_t>(num_threads).load() > 0; ++i) {
+    q7mp_timedwait(1000000);
+  }
+  EXPECT_EQ(num_threads, 0);
+  q7mp_close_threads();
+  q7mp_delete_sema(release);
 }
 
 constexpr int kLines = 103;
