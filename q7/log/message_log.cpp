@@ -11,9 +11,9 @@
 
 #include "q7/internal/lazy_handle.h"
 #include "q7/internal/scoped_lock.h"
+#include "q7/internal/signal_log.h"
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/internal/line_format.h"
-#include "q7/log/internal/signal_log.h"
 #include "q7/mp/clock.h"
 #include "q7/mp/sync.h"
 
