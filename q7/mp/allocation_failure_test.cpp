@@ -31,38 +31,45 @@ bool take_within_bound(void* sema) {
   return false;
 }
 
+struct Handle {
+  const char* name;
+  void* (*make)();
+  // Checks that a new handle works, then deletes it.
+  void (*use_and_delete)(void*);
+};
+
+const Handle kHandles[] = {
+    {"q7mp_new_mutex", [] { return q7mp_new_mutex(1); },
+     [](void* mutex) {
+       EXPECT_EQ(q7mp_test_mutex(mutex), 0);
+       EXPECT_EQ(q7mp_release_mutex(mutex), 0);
+       q7mp_delete_mutex(mutex);
+     }},
+    {"q7mp_new_cond_block", q7mp_new_cond_block,
+     [](void* cond) {
+       EXPECT_EQ(q7mp_cond_signal(cond), 0);
+       q7mp_delete_cond_block(cond);
+     }},
+    {"q7mp_new_sema", [] { return q7mp_new_sema(1); },
+     [](void* sema) {
+       EXPECT_EQ(q7mp_test_sema(sema), 1);
+       EXPECT_EQ(q7mp_test_sema(sema), 0);
+       q7mp_delete_sema(sema);
+     }},
+};
+
 TEST(AllocationFailure, SyncHandlesAndTheSystemRecordAreNullOrWork) {
-  int points = for_each_failure_point("q7mp_new_mutex", [](FailureRun& run) {
-    void* mutex = run.armed([] { return q7mp_new_mutex(1); });
-    EXPECT_EQ(mutex == nullptr, run.injected());
-    if (mutex == nullptr) return;
-    EXPECT_EQ(q7mp_test_mutex(mutex), 0);
-    EXPECT_EQ(q7mp_release_mutex(mutex), 0);
-    q7mp_delete_mutex(mutex);
-  });
-  EXPECT_EQ(points, 1);
-
-  points = for_each_failure_point("q7mp_new_cond_block", [](FailureRun& run) {
-    void* cond = run.armed([] { return q7mp_new_cond_block(); });
-    EXPECT_EQ(cond == nullptr, run.injected());
-    if (cond == nullptr) return;
-    EXPECT_EQ(q7mp_cond_signal(cond), 0);
-    q7mp_delete_cond_block(cond);
-  });
-  EXPECT_EQ(points, 1);
-
-  points = for_each_failure_point("q7mp_new_sema", [](FailureRun& run) {
-    void* sema = run.armed([] { return q7mp_new_sema(1); });
-    EXPECT_EQ(sema == nullptr, run.injected());
-    if (sema == nullptr) return;
-    EXPECT_EQ(q7mp_test_sema(sema), 1);
-    EXPECT_EQ(q7mp_test_sema(sema), 0);
-    q7mp_delete_sema(sema);
-  });
-  EXPECT_EQ(points, 1);
+  for (const Handle& handle : kHandles) {
+    const int points = for_each_failure_point(handle.name, [&](FailureRun& run) {
+      void* made = run.armed(handle.make);
+      EXPECT_EQ(made == nullptr, run.injected());
+      if (made != nullptr) handle.use_and_delete(made);
+    });
+    EXPECT_EQ(points, 1) << handle.name;
+  }
 
   // Without memory for the stream, the uptime is unknown; without the record, null.
-  points = for_each_failure_point("q7mp_get_sysinfo", [](FailureRun& run) {
+  const int points = for_each_failure_point("q7mp_get_sysinfo", [](FailureRun& run) {
     q7mp_sysinfo* record = run.armed([] { return q7mp_get_sysinfo(); });
     EXPECT_TRUE(record != nullptr || run.injected());
     if (record == nullptr) return;
