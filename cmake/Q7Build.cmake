@@ -62,11 +62,8 @@ endfunction()
 
 # Adds allocation-failure scenarios (tests/support/alloc_failure.h) to q7_alloc_test, whose
 # tests carry the label alloc (ctest -L alloc). It is the one executable with the allocation
-# shim, which ThreadSanitizer's build leaves out.
+# shim.
 function(q7_alloc_test)
-  if(Q7_SANITIZE STREQUAL "thread")
-    return()
-  endif()
   q7_test(alloc ${ARGN} LIBRARIES q7_alloc_failure)
 endfunction()
 
