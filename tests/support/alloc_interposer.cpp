@@ -4,12 +4,11 @@
 // Defined in the executable, these come first in the symbol search, so they also take the
 // C library's own calls (fopen, opendir and the dynamic loader's thread storage go through
 // malloc and calloc). pthread_create is replaced too, so that a new thread's allocations
-// count only once its start routine runs. The next definition is AddressSanitizer's where it runs,
-// which keeps every block under its watch and its new/delete pairing checks; free and operator
-// delete are left alone for that reason. ThreadSanitizer allocates through malloc while it is still
-// starting, before a forwarded call could reach it, so these are not linked into its build. The
-// sanitizers' own start calls dlsym, which allocates through these before any shadow memory exists:
-// this file is built without instrumentation.
+// count only once its start routine runs. The next definition is a sanitizer's where one
+// runs, which keeps every block under its watch and AddressSanitizer's new/delete pairing
+// checks; free and operator delete are left alone for that reason. The sanitizers' own
+// start calls dlsym, which allocates through these before any shadow memory exists: this
+// file is built without instrumentation.
 #include "tests/support/alloc_interposer.h"
 
 #include <dlfcn.h>
@@ -103,8 +102,6 @@ class NextDefinition {
 };
 
 NextDefinition<void* (*)(size_t)> next_malloc("malloc");
-NextDefinition<int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
-    next_pthread_create("pthread_create");
 NextDefinition<void* (*)(size_t, size_t)> next_calloc("calloc");
 NextDefinition<void* (*)(void*, size_t)> next_realloc("realloc");
 NextDefinition<int (*)(void**, size_t, size_t)> next_posix_memalign("posix_memalign");
@@ -112,6 +109,8 @@ NextDefinition<void* (*)(size_t, size_t)> next_aligned_alloc("aligned_alloc");
 NextDefinition<void* (*)(size_t, size_t)> next_memalign("memalign");
 NextDefinition<char* (*)(const char*)> next_strdup("strdup");
 NextDefinition<char* (*)(const char*, size_t)> next_strndup("strndup");
+NextDefinition<int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*)>
+    next_pthread_create("pthread_create");
 
 // The replaceable operators by their Itanium names; size_t mangles as m where it is
 // unsigned long and as j where it is unsigned int.
