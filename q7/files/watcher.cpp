@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "q7/files/internal/watch_steps.h"
+#include "q7/internal/cancelled_cleanup.h"
 #include "q7/internal/scoped_lock.h"
 #include "q7/mp/threads.h"
 
@@ -32,8 +33,10 @@ pthread_cond_t stopped = PTHREAD_COND_INITIALIZER;
 void note_stopped(void* raw) {
   auto* watch = static_cast<tagDWATCH*>(raw);
   ScopedLock lock(&stop_lock);
+  q7::internal::cleanup_took_lock(&stop_lock);
   watch->thread = kStopped;
   pthread_cond_broadcast(&stopped);
+  q7::internal::cleanup_gives_up_lock(&stop_lock);
 }
 
 // The end may have been asked for during the listing or an earlier callback; no callback
