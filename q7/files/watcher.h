@@ -16,7 +16,8 @@
 // the names (strcmp). Only names are compared: a file that changes but keeps its name is not
 // reported. A listing that fails (the directory is gone, unreadable or memory is short)
 // reports nothing; the next good listing is compared with the last good one, so a directory
-// removed and made again reports only the names that differ from before it went.
+// removed and made again reports only the names that differ from before it went. A name
+// whose full path would not fit in `path` is skipped, as no system call could look it up.
 //
 // A file is reported as added only once it is stable: two looks at its size 0.1 seconds
 // apart see the same size (all 64 bits; the modification time is not compared). Stability
@@ -69,9 +70,13 @@ bool watch_directory_start(tagDWATCH* watch, char* directory, void (*on_added)(c
 // Stops the watch thread and releases the record's contents: the directory copy, every name
 // and both arrays (the pointers are left null, the counts 0, `thread` -1). The thread is
 // cancelled with q7mp_kill_thread, and the call then waits until it has stopped before it
-// frees anything: the thread is cancelled at once while it sleeps, where it spends nearly
-// all its time; a callback running at that moment finishes first. When it returns no
-// callback of this record runs. A null record is ignored; a second call on the same record,
-// or a call after a failed start, only finds nothing to release. Must not be called from
-// one of the record's own callbacks.
+// frees anything. Library threads are detached and cannot be joined, so the thread's
+// cancellation cleanup marks the record stopped (`thread` -1) as its last touch of it,
+// under a lock of the watcher's own, and the end waits on a condition for that mark. The
+// thread is cancelled at once while it sleeps, where it spends nearly all its time; a
+// callback running at that moment finishes first, and the end waits for it. When the end
+// returns no callback of this record runs, and the caller may free the record. A thread
+// already cancelled by q7mp_close_threads is found stopped. A null record is ignored; a
+// second call on the same record, or a call after a failed start, finds nothing to release.
+// Must not be called from one of the record's own callbacks (it would wait for itself).
 void watch_directory_end(tagDWATCH* watch);
