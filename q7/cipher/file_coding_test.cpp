@@ -171,19 +171,19 @@ TEST_F(FileCoding, FailedWritesKeepTheOutputAndTheChainAsFarAsTheyGot) {
         // Past the limit a write fails with EFBIG instead of raising SIGXFSZ.
         signal(SIGXFSZ, SIG_IGN);
         const rlimit limit = {c.limit, c.limit};
-        q7test::require_in_child(setrlimit(RLIMIT_FSIZE, &limit) == 0, 10);
-        q7test::require_in_child(!code("plain", "coded.out", true, stream), 11);
+        Q7_CHILD_CHECK(setrlimit(RLIMIT_FSIZE, &limit) == 0);
+        Q7_CHILD_CHECK(!code("plain", "coded.out", true, stream));
         const std::string coded_out = get("coded.out");
-        q7test::require_in_child(coded_out.size() == c.limit, 12);
+        Q7_CHILD_CHECK(coded_out.size() == c.limit);
         const size_t chunks_end = (c.limit - kHeader) / kChunk * kChunk;
         const size_t chain_at = stream || chunks_end == 0 ? 0 : kHeader + chunks_end - 8;
-        q7test::require_in_child(iv() == coded_out.substr(chain_at, 8), 13);
+        Q7_CHILD_CHECK(iv() == coded_out.substr(chain_at, 8));
 
-        q7test::require_in_child(!code("coded", "plain.out", false, stream), 14);
-        q7test::require_in_child(get("plain.out") == plain.substr(0, c.limit), 15);
+        Q7_CHILD_CHECK(!code("coded", "plain.out", false, stream));
+        Q7_CHILD_CHECK(get("plain.out") == plain.substr(0, c.limit));
         const size_t plain_end = c.limit / kChunk * kChunk;
         const size_t plain_chain_at = stream || plain_end == 0 ? 0 : kHeader + plain_end - 8;
-        q7test::require_in_child(iv() == coded.substr(plain_chain_at, 8), 16);
+        Q7_CHILD_CHECK(iv() == coded.substr(plain_chain_at, 8));
       });
       EXPECT_TRUE(result.exited_with(0))
           << "size=" << c.size << " limit=" << c.limit << " stream=" << stream << "\n"

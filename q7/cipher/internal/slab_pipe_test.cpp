@@ -68,10 +68,11 @@ class SlabPipe : public testing::Test {
   }
 
   // The same in a child process, so that a pipe that never returns fails the test after a
-  // bounded wait: the child exits with 0 when the run succeeded and 1 when it failed.
+  // bounded wait: the child exits with 0 when the run succeeded and with the failed check's
+  // status when it failed.
   q7test::ChildResult run_in_child(const std::string& in, size_t total, const std::string& out,
                                    bool overlap) {
-    return q7test::run_in_child([&] { q7test::require_in_child(run(in, total, out, overlap), 1); });
+    return q7test::run_in_child([&] { Q7_CHILD_CHECK(run(in, total, out, overlap)); });
   }
 
   q7test::TempDir dir;
@@ -98,7 +99,7 @@ TEST_F(SlabPipe, WritesTheSameBytesWithOrWithoutTheHelperThread) {
     ASSERT_TRUE(q7test::write_file(dir.file("in"), input));
     for (bool overlap : {false, true}) {
       const auto result = run_in_child("in", c.total, dir.file("out"), overlap);
-      EXPECT_TRUE(result.exited_with(c.ok ? 0 : 1))
+      EXPECT_TRUE(result.exited_with(c.ok ? 0 : q7test::kCheckFailedStatus))
           << "file=" << c.file << " total=" << c.total << " overlap=" << overlap << "\n"
           << q7test::describe(result);
       EXPECT_TRUE(q7test::read_file(dir.file("out")) == marked(input.substr(0, c.total)))
@@ -113,7 +114,8 @@ TEST_F(SlabPipe, AFailedWriteEndsTheRun) {
   ASSERT_TRUE(q7test::write_file(dir.file("in"), bytes(20 * kSlab)));
   for (bool overlap : {false, true}) {
     const auto result = run_in_child("in", 20 * kSlab, "/dev/full", overlap);
-    EXPECT_TRUE(result.exited_with(1)) << "overlap=" << overlap << "\n" << q7test::describe(result);
+    EXPECT_TRUE(result.exited_with(q7test::kCheckFailedStatus)) << "overlap=" << overlap << "\n"
+                                                                << q7test::describe(result);
   }
 }
 
@@ -128,12 +130,12 @@ TEST_F(SlabPipe, RunsOnTheCallingThreadWhenNoHelperCanStart) {
   const auto result = q7test::run_in_child([&] {
     // The limit binds only a user without the privilege to exceed it.
     const rlimit none = {0, 0};
-    q7test::require_in_child(setgid(65534) == 0 && setuid(65534) == 0, 10);
-    q7test::require_in_child(setrlimit(RLIMIT_NPROC, &none) == 0, 11);
+    Q7_CHILD_CHECK(setgid(65534) == 0 && setuid(65534) == 0);
+    Q7_CHILD_CHECK(setrlimit(RLIMIT_NPROC, &none) == 0);
     pthread_t thread;
-    q7test::require_in_child(pthread_create(&thread, nullptr, no_work, nullptr) != 0, 12);
-    q7test::require_in_child(run("in", input.size(), dir.file("out"), true), 13);
-    q7test::require_in_child(q7test::read_file(dir.file("out")) == marked(input), 14);
+    Q7_CHILD_CHECK(pthread_create(&thread, nullptr, no_work, nullptr) != 0);
+    Q7_CHILD_CHECK(run("in", input.size(), dir.file("out"), true));
+    Q7_CHILD_CHECK(q7test::read_file(dir.file("out")) == marked(input));
   });
   EXPECT_TRUE(result.exited_with(0)) << q7test::describe(result);
 }
