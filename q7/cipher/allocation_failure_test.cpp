@@ -53,34 +53,39 @@ TEST(AllocationFailure, FileCodingFailsWholeOrCodesAlike) {
   const std::string plain = dir.file("plain");
   const std::string coded = dir.file("coded");
   const std::string back = dir.file("back");
-  for (const size_t size : {size_t{40000}, size_t{3 << 20} + 1}) {
+  // The large file in gamma mode only: the helper thread does the same in either mode, and
+  // enciphering 3 MiB in CFB at every failure point is slow under the sanitizers.
+  const struct {
+    size_t size;
+    bool stream;
+  } files[] = {{40000, false}, {40000, true}, {(3 << 20) + 1, true}};
+  for (const auto [size, stream] : files) {
     const std::string text = plain_text(size);
     ASSERT_TRUE(q7test::write_file(plain, text));
-    for (const bool stream : {false, true}) {
-      const std::string mode = (stream ? "_gamma_" : "_cfb_") + std::to_string(size);
-      int points = for_each_failure_point("encode" + mode, [&](FailureRun& run) {
-        Gost gost = keyed();
-        const bool coded_ok =
-            run.armed([&] { return gost.code_file(chars(plain), chars(coded), true, stream); });
-        EXPECT_TRUE(coded_ok || run.injected());
-        if (!coded_ok) return;
-        ASSERT_TRUE(gost.code_file(chars(coded), chars(back), false, stream));
-        EXPECT_TRUE(read_file(back) == text);
-      });
-      EXPECT_GE(points, 3) << mode;
+    const std::string mode = (stream ? "_gamma_" : "_cfb_") + std::to_string(size);
+    int points = for_each_failure_point("encode" + mode, [&](FailureRun& run) {
+      Gost gost = keyed();
+      const bool coded_ok =
+          run.armed([&] { return gost.code_file(chars(plain), chars(coded), true, stream); });
+      EXPECT_TRUE(coded_ok || run.injected());
+      if (!coded_ok) return;
+      ASSERT_TRUE(gost.code_file(chars(coded), chars(back), false, stream));
+      EXPECT_TRUE(read_file(back) == text);
+    });
+    EXPECT_GE(points, 3) << mode;
 
-      points = for_each_failure_point("decode" + mode, [&](FailureRun& run) {
-        Gost gost = keyed();
-        ASSERT_TRUE(gost.code_file(chars(plain), chars(coded), true, stream));
-        const bool decoded =
-            run.armed([&] { return gost.code_file(chars(coded), chars(back), false, stream); });
-        EXPECT_TRUE(decoded || run.injected());
-        EXPECT_TRUE(!decoded || read_file(back) == text);
-      });
-      EXPECT_GE(points, 3) << mode;
-    }
+    points = for_each_failure_point("decode" + mode, [&](FailureRun& run) {
+      Gost gost = keyed();
+      ASSERT_TRUE(gost.code_file(chars(plain), chars(coded), true, stream));
+      const bool decoded =
+          run.armed([&] { return gost.code_file(chars(coded), chars(back), false, stream); });
+      EXPECT_TRUE(decoded || run.injected());
+      EXPECT_TRUE(!decoded || read_file(back) == text);
+    });
+    EXPECT_GE(points, 3) << mode;
   }
 
+  ASSERT_TRUE(q7test::write_file(plain, plain_text()));
   EXPECT_GE(mac_failure_points("mac_file", &Gost::mac_file, chars(plain)), 2);
 
   const std::string rows = dir.file("rows.inc");
