@@ -59,12 +59,14 @@ struct Avx512Ops {
   // Each half is rotated on its own, so that one three-way XOR ends the round: on a
   // single block's path that is a step less than joining the halves, rotating, then XOR.
   [[gnu::always_inline]] static Vec mix(const Rows& rows, Vec target, Vec x) {
-    // (x AND nibbles) OR positions in one ternary-logic instruction.
+    // (x AND nibbles) OR positions in one ternary-logic instruction. The high half comes
+    // first, so that its shift has read x before the low half's index overwrites it:
+    // otherwise the compiler copies x, a step on a single block's path.
     constexpr int kAndOr = 0xEA;
     constexpr int kXor3 = 0x96;
-    const Vec low = _mm512_ternarylogic_epi32(x, rows.nibbles, rows.positions, kAndOr);
     const Vec high =
         _mm512_ternarylogic_epi32(_mm512_srli_epi32(x, 4), rows.nibbles, rows.positions, kAndOr);
+    const Vec low = _mm512_ternarylogic_epi32(x, rows.nibbles, rows.positions, kAndOr);
     return _mm512_ternarylogic_epi32(
         target, _mm512_rol_epi32(_mm512_permutexvar_epi8(low, rows.low), 11),
         _mm512_rol_epi32(_mm512_permutexvar_epi8(high, rows.high), 11), kXor3);
