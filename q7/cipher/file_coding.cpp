@@ -4,16 +4,17 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include <memory>
-
 #include "q7/cipher/gost.h"
 #include "q7/cipher/internal/coding_buffers.h"
 #include "q7/cipher/internal/rounds.h"
+#include "q7/internal/unique_file.h"
 
 using q7::internal::as_words;
 using q7::internal::blocks_for;
 using q7::internal::kBlockBytes;
+using q7::internal::open_unbuffered;
 using q7::internal::UniqueBlock;
+using q7::internal::UniqueFile;
 using q7::internal::zeroed_block;
 
 namespace {
@@ -24,18 +25,6 @@ constexpr int32_t kWholeFileLimit = 1048576;
 constexpr size_t kChunkBytes = 32768;
 
 constexpr size_t kHeaderWords = 3;
-
-struct CloseFile {
-  void operator()(FILE* file) const { fclose(file); }
-};
-using UniqueFile = std::unique_ptr<FILE, CloseFile>;
-
-// Chunks are large reads and writes; the streams' own buffers would only copy them again.
-UniqueFile open_unbuffered(const char* path, const char* mode) {
-  UniqueFile file(fopen(path, mode));
-  if (file) setvbuf(file.get(), nullptr, _IONBF, 0);
-  return file;
-}
 
 // The length of a chunk of a payload of `length` bytes (the last may be shorter).
 size_t chunk_length(int32_t length) {

@@ -9,9 +9,11 @@
 
 #include <atomic>
 
+#include "q7/internal/lazy_handle.h"
+#include "q7/internal/scoped_lock.h"
+#include "q7/internal/signal_log.h"
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/internal/line_format.h"
-#include "q7/log/internal/signal_log.h"
 #include "q7/mp/clock.h"
 #include "q7/mp/sync.h"
 
@@ -21,6 +23,9 @@ const char* const level_str[7] = {"FULL ", "ERROR", "WARN ", "INFO ", "DEBUG", "
 constinit q7MessageLog defaultLogger(nullptr);
 char msg_buffer[4096];
 void* msg_lock = nullptr;
+
+using q7::internal::ensure_handle;
+using q7::internal::forget_handle;
 
 namespace {
 
@@ -39,42 +44,45 @@ __attribute__((tls_model("initial-exec"))) thread_local int log_locks_held = 0;
 
 std::atomic_ref<int32_t> atomic(int32_t& value) { return std::atomic_ref<int32_t>(value); }
 
-// Returns the mutex in `slot`, making it first when there is none. Two threads that get
-// here at once make one each; the one that loses the race deletes its own.
-void* ensure_mutex(void*& slot) {
-  std::atomic_ref<void*> shared(slot);
-  void* mutex = shared.load(std::memory_order_acquire);
-  if (mutex != nullptr) return mutex;
-  void* fresh = q7mp_new_mutex(0);
-  if (fresh == nullptr) return nullptr;
-  if (shared.compare_exchange_strong(mutex, fresh, std::memory_order_acq_rel)) return fresh;
-  q7mp_delete_mutex(fresh);
-  return mutex;
+// The stream is given a default outside the lock (a filtered q7_notify does so), so every
+// read and write of it is atomic.
+std::atomic_ref<FILE*> stream_of(q7MessageLog& log) { return std::atomic_ref<FILE*>(log.stream); }
+
+void default_to_stderr(q7MessageLog& log) {
+  FILE* none = nullptr;
+  stream_of(log).compare_exchange_strong(none, stderr, std::memory_order_acq_rel);
 }
 
-void forget_mutex(void*& slot) {
-  void* mutex = std::atomic_ref<void*>(slot).exchange(nullptr, std::memory_order_acq_rel);
-  q7mp_delete_mutex(mutex);
-}
+void* make_plain_mutex() { return q7mp_new_mutex(0); }
 
-// Holds a log lock for a scope; a null lock (the log is off) is not taken.
-class LogLock {
+void* ensure_mutex(void*& slot) { return ensure_handle(slot, make_plain_mutex, q7mp_delete_mutex); }
+
+// Counts the log locks the calling thread holds, for as long as it holds one.
+class HeldCount {
  public:
-  explicit LogLock(void* mutex) : mutex_(mutex) {
-    if (mutex_ == nullptr) return;
-    ++log_locks_held;
-    q7mp_get_mutex(mutex_);
+  explicit HeldCount(const void* mutex) : counted_(mutex != nullptr) {
+    if (counted_) ++log_locks_held;
   }
-  ~LogLock() {
-    if (mutex_ == nullptr) return;
-    q7mp_release_mutex(mutex_);
-    --log_locks_held;
+  ~HeldCount() {
+    if (counted_) --log_locks_held;
   }
-  LogLock(const LogLock&) = delete;
-  LogLock& operator=(const LogLock&) = delete;
+  HeldCount(const HeldCount&) = delete;
+  HeldCount& operator=(const HeldCount&) = delete;
 
  private:
-  void* mutex_;
+  bool counted_;
+};
+
+// Holds a log lock for a scope; a null lock (the log is off) is not taken. The count goes up
+// before the lock is taken and down after it is released, so that a signal handler never
+// sees the thread inside the log uncounted.
+class LogLock {
+ public:
+  explicit LogLock(void* mutex) : count_(mutex), lock_(mutex) {}
+
+ private:
+  HeldCount count_;
+  q7::internal::BasicScopedLock<void, q7mp_get_mutex, q7mp_release_mutex> lock_;
 };
 
 // The kind of line a call prints at with the current level `current`, or -1 when the
@@ -100,6 +108,9 @@ int line_kind(q7MessageLog& log, Call call, int level, int current) {
 int print_kind(q7MessageLog& log, Call call, int level) {
   const int current = atomic(log.level).load(std::memory_order_relaxed);
   if (current < 0) return -1;
+  // q7_notify gives the log its stream before its level test, the other calls only once
+  // theirs has passed (in print_message).
+  if (call == Call::kNotify) default_to_stderr(log);
   return line_kind(log, call, level, current);
 }
 
@@ -162,14 +173,15 @@ size_t format_line(q7MessageLog& log, int kind, const char* text, size_t length,
 // Prints the first `length` characters of the log's message as a line of `kind`; the
 // work of q7_msg_print.
 int print_message(q7MessageLog& log, int kind, size_t length) {
-  if (log.stream == nullptr) log.stream = stderr;
+  default_to_stderr(log);
+  FILE* const stream = stream_of(log).load(std::memory_order_acquire);
   length = end_with_newline(log.message, length, sizeof log.message);
   char line[kLineSize];
   const size_t line_length =
       format_line(log, kind < 0 ? 0 : kind, log.message, length, line, sizeof line);
-  fwrite(line, 1, line_length, log.stream);
+  fwrite(line, 1, line_length, stream);
   if (kind >= kUntimed) return static_cast<int>(line_length);
-  return fflush(log.stream);
+  return fflush(stream);
 }
 
 // Prints one line through `log` when its level test passes: `fill` writes the message
@@ -192,7 +204,11 @@ void log_member(q7MessageLog& log, Call call, int level, const char* format, va_
 // The plain functions format into msg_buffer under msg_lock, then hand the text to the
 // default logger as it stands.
 void log_default(Call call, int level, const char* format, va_list args) {
-  // Nothing is formatted for a message the level keeps quiet.
+  // msg_lock comes with the first call while the log is on, whether that call prints or not;
+  // nothing is formatted for a message the level keeps quiet.
+  if (atomic(defaultLogger.level).load(std::memory_order_relaxed) >= 0) {
+    (void)ensure_mutex(msg_lock);
+  }
   if (print_kind(defaultLogger, call, level) < 0) return;
   LogLock lock(ensure_mutex(msg_lock));
   const size_t length =
@@ -236,8 +252,8 @@ int q7MessageLog::q7_msg_print(int kind) {
 void q7MessageLog::q7_notify_setlevel(int new_level) {
   atomic(level).store(new_level, std::memory_order_relaxed);
   if (new_level != -1) return;
-  stream = nullptr;
-  forget_mutex(lock);
+  stream_of(*this).store(nullptr, std::memory_order_release);
+  forget_handle(lock, q7mp_delete_mutex);
 }
 
 int q7MessageLog::q7_notify_getlevel() { return atomic(level).load(std::memory_order_relaxed); }
@@ -250,11 +266,13 @@ int q7MessageLog::q7_notify_set_facility(const char* name) {
   return static_cast<int>(strlen(facility));
 }
 
-bool q7MessageLog::q7_have_logfile() { return stream != nullptr && facility_set; }
+bool q7MessageLog::q7_have_logfile() {
+  return stream_of(*this).load(std::memory_order_acquire) != nullptr && facility_set;
+}
 
 void q7MessageLog::setFile(FILE* new_stream) {
   LogLock held(ensure_mutex(lock));
-  stream = new_stream;
+  stream_of(*this).store(new_stream, std::memory_order_release);
 }
 
 void q7_notify(int level, const char* format, ...) {
@@ -276,7 +294,7 @@ void q7_msgcont(const char* format, ...) {
 int q7_msg_print(int kind) { return defaultLogger.q7_msg_print(kind); }
 
 void q7_notify_setlevel(int level) {
-  if (level == -1) forget_mutex(msg_lock);
+  if (level == -1) forget_handle(msg_lock, q7mp_delete_mutex);
   defaultLogger.q7_notify_setlevel(level);
 }
 
@@ -303,7 +321,8 @@ void notify_from_signal(int level, const char* text) {
   format_line(log, kind, message, length, line, sizeof line);
   // A stream without a descriptor of its own (fopencookie, fmemopen) cannot be written
   // around its lock; the line goes to standard error instead.
-  const int fd = fileno(log.stream == nullptr ? stderr : log.stream);
+  FILE* const stream = stream_of(log).load(std::memory_order_acquire);
+  const int fd = fileno(stream == nullptr ? stderr : stream);
   write_fd(fd < 0 ? STDERR_FILENO : fd, line);
 }
 

@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "q7/internal/scoped_lock.h"
 #include "q7/log/message_log.h"
 #include "q7/mp/internal/execution.h"
 #include "q7/mp/sync.h"
@@ -14,6 +15,8 @@
 int32_t pp_numprocs = 0;
 pthread_key_t q7mp_key;
 q7mp_proc_record* q7mp_handlers = nullptr;
+
+using q7::internal::ScopedLock;
 
 namespace {
 
@@ -26,14 +29,6 @@ using LineFunction = void (*)(void* data, int first_line, int last_line);
 pthread_mutex_t execution_guard = PTHREAD_MUTEX_INITIALIZER;
 bool* finished = nullptr;  // per record of q7mp_handlers
 int created = 0;           // records whose thread was created
-
-class ExecutionLock {
- public:
-  ExecutionLock() { pthread_mutex_lock(&execution_guard); }
-  ~ExecutionLock() { pthread_mutex_unlock(&execution_guard); }
-  ExecutionLock(const ExecutionLock&) = delete;
-  ExecutionLock& operator=(const ExecutionLock&) = delete;
-};
 
 std::atomic_ref<q7mp_proc_record*> running_records() {
   return std::atomic_ref<q7mp_proc_record*>(q7mp_handlers);
@@ -67,7 +62,7 @@ void call(void (*function)(), void* const (&args)[6]) {
 }
 
 void mark_finished(void* record) {
-  ExecutionLock lock;
+  ScopedLock lock(&execution_guard);
   if (finished != nullptr) finished[static_cast<q7mp_proc_record*>(record)->processor] = true;
 }
 
@@ -83,7 +78,7 @@ void cancel_unfinished(int count) {
 // creation failed, after that failure has been reported and the others cancelled.
 int start_processors(q7mp_proc_record* records, int count) {
   for (int i = 0; i < count; ++i) {
-    ExecutionLock lock;
+    ScopedLock lock(&execution_guard);
     if (pthread_create(&records[i].thread, nullptr, m_entry, &records[i]) != 0) {
       q7_notify(1, "Can't create MP thread: %d\n", i);
       cancel_unfinished(i);
@@ -109,7 +104,7 @@ void run_on_processors(void (*function)(), void* const (&args)[6], int count) {
     records[i] = {i, pthread_t{}, args[0], args[1], args[2], args[3], args[4], args[5], function};
   }
   {
-    ExecutionLock lock;
+    ScopedLock lock(&execution_guard);
     finished = done;
     created = 0;
     running_records().store(records, std::memory_order_release);
@@ -118,7 +113,7 @@ void run_on_processors(void (*function)(), void* const (&args)[6], int count) {
   // Threads cancelled after a failed start are joined too: their records must outlive them.
   for (int i = 0; i < started; ++i) pthread_join(records[i].thread, nullptr);
   {
-    ExecutionLock lock;
+    ScopedLock lock(&execution_guard);
     running_records().store(nullptr, std::memory_order_release);
     finished = nullptr;
     created = 0;
@@ -229,7 +224,7 @@ void q7mp_set_nprocs(int count) {
 namespace q7::internal {
 
 void cancel_running_execution() {
-  ExecutionLock lock;
+  ScopedLock lock(&execution_guard);
   if (q7mp_handlers != nullptr) cancel_unfinished(created);
 }
 

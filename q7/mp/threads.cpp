@@ -9,6 +9,8 @@
 
 #include <atomic>
 
+#include "q7/internal/cancelled_cleanup.h"
+#include "q7/internal/scoped_lock.h"
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/message_log.h"
 #include "q7/mp/internal/execution.h"
@@ -22,6 +24,8 @@ int32_t create_calls = 0;
 void* q7mp_data_lock = nullptr;
 void* q7mp_serializer = nullptr;
 int32_t q7mp_numcpu = 1;
+
+using q7::internal::ScopedLock;
 
 namespace {
 
@@ -41,14 +45,6 @@ bool running[kMaxThreads];
 // Starts under way whose entry is not in the table yet; they hold a place against the
 // limit while the data lock is released for an EAGAIN retry.
 int pending_starts = 0;
-
-class TableLock {
- public:
-  TableLock() { pthread_mutex_lock(&table_guard); }
-  ~TableLock() { pthread_mutex_unlock(&table_guard); }
-  TableLock(const TableLock&) = delete;
-  TableLock& operator=(const TableLock&) = delete;
-};
 
 struct StartRecord {
   void* (*function)(void*);
@@ -74,9 +70,11 @@ void erase_entry(int index) {
 }
 
 void mark_ended(void* id) {
-  TableLock table;
+  ScopedLock table(&table_guard);
+  q7::internal::cleanup_took_lock(&table_guard);
   const int index = find_entry(*static_cast<int32_t*>(id));
   if (index >= 0) running[index] = false;
+  q7::internal::cleanup_gives_up_lock(&table_guard);
 }
 
 // Start routine of every library thread: runs the caller's function and records the end
@@ -95,7 +93,7 @@ void* library_thread(void* raw) {
 int create_entry(StartRecord* record) {
   // The new thread frees the record, maybe before pthread_create returns.
   const int32_t id = record->id;
-  TableLock table;
+  ScopedLock table(&table_guard);
   pthread_t handle;
   const int result = pthread_create(&handle, nullptr, library_thread, record);
   if (result != 0) return result;
@@ -123,7 +121,7 @@ int create_with_retries(StartRecord* record, void* data_lock) {
 // Removes the entry of `id`, cancelling its thread first when asked and still running.
 void remove_entry(int32_t id, bool cancel) {
   {
-    TableLock table;
+    ScopedLock table(&table_guard);
     if (find_entry(id) < 0) return;
   }
   void* serializer = q7mp_serializer;
@@ -132,7 +130,7 @@ void remove_entry(int32_t id, bool cancel) {
   q7mp_get_mutex(data_lock);
   bool cancel_failed = false;
   {
-    TableLock table;
+    ScopedLock table(&table_guard);
     const int index = find_entry(id);
     if (index >= 0) {
       if (cancel && running[index]) cancel_failed = pthread_cancel(thread_ids[index].thread) != 0;
@@ -155,7 +153,7 @@ void q7mp_init_threads() {
   pthread_mutex_lock(&layer_guard);
   if (pthreads_initialized == 0) {
     {
-      TableLock table;
+      ScopedLock table(&table_guard);
       num_threads = 0;
     }
     q7mp_data_lock = q7mp_new_mutex(0);
@@ -175,7 +173,7 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
   q7mp_get_mutex(data_lock);
   int32_t id;
   {
-    TableLock table;
+    ScopedLock table(&table_guard);
     if (num_threads + pending_starts >= kMaxThreads) {
       id = -1;
     } else {
@@ -198,7 +196,7 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
   if (result != 0) {
     free(record);
     {
-      TableLock table;
+      ScopedLock table(&table_guard);
       --pending_starts;
     }
     q7_notify(5, "ERROR: Can't create thread: %d, create_calls: %d\n", id, calls);
@@ -212,7 +210,7 @@ int q7mp_start_thread(void* (*function)(void*), void* argument) {
 
 int q7mp_threadid() {
   const pthread_t self = pthread_self();
-  TableLock table;
+  ScopedLock table(&table_guard);
   for (int i = 0; i < num_threads; ++i) {
     if (pthread_equal(thread_ids[i].thread, self)) return thread_ids[i].id;
   }
@@ -231,7 +229,7 @@ void q7mp_close_threads() {
   if (pthreads_initialized != 0) {
     q7::internal::cancel_running_execution();
     {
-      TableLock table;
+      ScopedLock table(&table_guard);
       for (int i = 0; i < num_threads; ++i) {
         if (running[i]) pthread_cancel(thread_ids[i].thread);
       }

@@ -10,7 +10,12 @@
 #include <memory>
 #include <new>
 
+#include "q7/internal/unique_file.h"
 #include "q7/text/string_table.h"
+
+using q7::internal::close_file;
+using q7::internal::open_unbuffered;
+using q7::internal::UniqueFile;
 
 namespace {
 
@@ -208,22 +213,18 @@ bool Q7Star::filewrite(char* path) {
   if (path == nullptr) return false;
   const Block block = new_block();
   if (block == nullptr) return false;
-  FILE* file = fopen(path, "wb+");
-  if (file == nullptr) return false;
-  setvbuf(file, nullptr, _IONBF, 0);
+  UniqueFile file = open_unbuffered(path, "wb+");
+  if (!file) return false;
   timestamp = time(nullptr);
-  const bool written = write_table(file, block.get(), *this);
-  return fclose(file) == 0 && written;
+  const bool written = write_table(file.get(), block.get(), *this);
+  return close_file(file) && written;
 }
 
 Q7Star* Q7Star::fileread(char* path) {
   if (path == nullptr) return nullptr;
   const Block block = new_block();
   if (block == nullptr) return nullptr;
-  FILE* file = fopen(path, "rb");
-  if (file == nullptr) return nullptr;
-  setvbuf(file, nullptr, _IONBF, 0);
-  Q7Star* table = read_table(file, block.get());
-  fclose(file);
-  return table;
+  const UniqueFile file = open_unbuffered(path, "rb");
+  if (!file) return nullptr;
+  return read_table(file.get(), block.get());
 }
