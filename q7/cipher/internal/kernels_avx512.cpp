@@ -119,6 +119,9 @@ using Keyed = vector_kernels::Keyed<Avx512Ops>;
 // The chained modes take one block at a time, in every lane. The rows then sit in
 // registers rather than behind the loads of the general registers' tables, which makes a
 // round the addition, the index forming, a permute, the rotation and the XOR.
+// A single block runs faster in the general registers than building the rows takes.
+constexpr size_t kChainedRowsFrom = 2;
+
 [[gnu::always_inline]] inline __m512i word_in(const unsigned char* bytes) {
   return Avx512Ops::broadcast(load_word(bytes));
 }
@@ -129,6 +132,10 @@ using Keyed = vector_kernels::Keyed<Avx512Ops>;
 
 void cfb_encrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
                  const unsigned char* in, unsigned char* out, size_t blocks) {
+  if (blocks < kChainedRowsFrom) {
+    portable_cfb_encrypt(tables, key, chain, in, out, blocks);
+    return;
+  }
   const Keyed keyed(tables, key);
   __m512i v0 = Avx512Ops::broadcast(chain[0]);
   __m512i v1 = Avx512Ops::broadcast(chain[1]);
@@ -147,6 +154,10 @@ void cfb_encrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
 
 void mac(const ByteTables& tables, const uint32_t* key, const unsigned char* in, size_t blocks,
          uint32_t* value) {
+  if (blocks < kChainedRowsFrom) {
+    portable_mac(tables, key, in, blocks, value);
+    return;
+  }
   const Keyed keyed(tables, key);
   __m512i m0 = Avx512Ops::broadcast(value[0]);
   __m512i m1 = Avx512Ops::broadcast(value[1]);
