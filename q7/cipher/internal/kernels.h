@@ -30,8 +30,8 @@ struct CipherKernels {
               uint32_t* value);
 };
 
-// The chained modes in general registers: the portable path's, which the AVX2 path
-// shares, having no faster way to run a single block.
+// The chained modes in general registers: the portable path's, which the AVX2 path shares,
+// having no faster way to run a single block, and the AVX-512 path for single blocks.
 void portable_cfb_encrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
                           const unsigned char* in, unsigned char* out, size_t blocks);
 void portable_mac(const ByteTables& tables, const uint32_t* key, const unsigned char* in,
