@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "q7/cipher/gost.h"
+#include "tests/support/cipher/cipher_path_guard.h"
 
 namespace q7::internal {
 namespace {
@@ -20,11 +21,6 @@ constexpr unsigned int kKey[8] = {0x9f3c1a27, 0x00000000, 0xffffffff, 0x80000001
 // Near the top, so that both counter words carry inside the first vector step.
 constexpr unsigned int kFirstCounter[2] = {0xFCFCFCFC, 0xFBFBFBF0};
 constexpr unsigned char kUntouched = 0xEE;
-
-struct PathGuard {
-  CipherPath saved = cipher_path();
-  ~PathGuard() { static_cast<void>(force_cipher_path(saved)); }
-};
 
 enum class Mode { kGamma, kCfbDecrypt, kCfbEncrypt, kMac };
 
@@ -67,7 +63,7 @@ Bytes run(Mode mode, const Bytes& data, size_t in_at, size_t out_at, bool in_pla
 // The lengths take every tail after each kind of vector step (four registers of 8 or 16
 // blocks, then single registers), and the portable code's lanes and table switches.
 TEST(CipherPaths, EveryPathMatchesThePortableOne) {
-  PathGuard guard;
+  q7test::CipherPathGuard guard;
   std::vector<size_t> lengths = {48, 63, 64, 65, 80, 96, 127, 128, 191, 193, 255, 256, 1000};
   for (size_t len = 0; len <= 40; ++len) lengths.push_back(len);
   std::mt19937 generator(42);
