@@ -26,9 +26,9 @@ class BackupNames {
   // Puts the name of backup `number` into `name` (backup 0 is the file itself). False when
   // it does not fit: a cut name could name another file.
   bool name(int number, char (&name)[PATH_MAX]) const {
-    const int length = number == 0 ? snprintf(name, sizeof name, "%s", path_)
-                                   : snprintf(name, sizeof name, "%s.%d%s", stem_, number,
-                                              extension_);
+    const int length = number == 0
+                           ? snprintf(name, sizeof name, "%s", path_)
+                           : snprintf(name, sizeof name, "%s.%d%s", stem_, number, extension_);
     return fits_ && length >= 0 && static_cast<size_t>(length) < sizeof name;
   }
 

@@ -131,8 +131,7 @@ int file_name_parse_image_file_name(char* name, char* base, char* extension, cha
   return static_cast<int>(count);
 }
 
-int file_name_format_image_file_name(char* base, char* extension, int frame, int width,
-                                     char* out) {
+int file_name_format_image_file_name(char* base, char* extension, int frame, int width, char* out) {
   if (base == nullptr || extension == nullptr || out == nullptr) return -1;
   if (extension[0] == '.') ++extension;
   if (width < 1) return sprintf(out, "%s.%s", base, extension);

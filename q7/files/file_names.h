@@ -90,5 +90,4 @@ int file_name_parse_image_file_name(char* name, char* base, char* extension, cha
 // `out` must hold the result and must not overlap `base` or `extension`; nothing checks
 // its length. Returns the number of characters written, or -1 when `base`, `extension` or
 // `out` is null (nothing is written then).
-int file_name_format_image_file_name(char* base, char* extension, int frame, int width,
-                                     char* out);
+int file_name_format_image_file_name(char* base, char* extension, int frame, int width, char* out);

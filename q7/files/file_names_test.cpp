@@ -70,10 +70,18 @@ TEST(FileNamePathBuffer, SplitsAndJoinsIntoTempPathAndCopiesToOut) {
     const struct {
       const char* path;
       int index;
-    } components[] = {{"/usr/local/bin", 0}, {"/usr/local/bin", 2}, {"/usr/local/bin", 3},
-                      {"/", 0},              {"a/b", 2},            {"a//b", 1},
-                      {"a//b", 2},           {"//a", 0},            {"a/b/", 1},
-                      {"a/b/", 2},           {"a", -1},             {"", 0},
+    } components[] = {{"/usr/local/bin", 0},
+                      {"/usr/local/bin", 2},
+                      {"/usr/local/bin", 3},
+                      {"/", 0},
+                      {"a/b", 2},
+                      {"a//b", 1},
+                      {"a//b", 2},
+                      {"//a", 0},
+                      {"a/b/", 1},
+                      {"a/b/", 2},
+                      {"a", -1},
+                      {"", 0},
                       {nullptr, 0}};
     for (const auto& c : components) {
       strcpy(out, "unset");
@@ -86,29 +94,30 @@ TEST(FileNamePathBuffer, SplitsAndJoinsIntoTempPathAndCopiesToOut) {
             shown(file_name_concat(dir, name)) + shown(file_name_concat(name, nullptr)) + "\n";
     return text;
   });
-  EXPECT_EQ(out,
-            "\"/usr/local\" (temp_path) out=/usr/local\n"
-            "\"a/\" (temp_path) out=a/\n"
-            "\"a/b\" (temp_path) out=a/b\n"
-            "\"\" (temp_path) out=\n"
-            "\"\" (temp_path) out=\n"
-            "\"/data\" (temp_path) out=/data\n"
-            "\"\" (temp_path) out=\n"
-            "\"\" (temp_path)\n"
-            "\"/usr\" (temp_path) out=/usr\n"
-            "\"bin\" (temp_path) out=bin\n"
-            "null out=unset\n"
-            "null out=unset\n"
-            "null out=unset\n"
-            "\"\" (temp_path) out=\n"
-            "\"b\" (temp_path) out=b\n"
-            "\"/\" (temp_path) out=/\n"
-            "\"b\" (temp_path) out=b\n"
-            "null out=unset\n"
-            "null out=unset\n"
-            "null out=unset\n"
-            "null out=unset\n"
-            "\"name\" (temp_path)\"name\" (temp_path)\"dir//name\" (temp_path)\"name/\" (temp_path)\n");
+  EXPECT_EQ(
+      out,
+      "\"/usr/local\" (temp_path) out=/usr/local\n"
+      "\"a/\" (temp_path) out=a/\n"
+      "\"a/b\" (temp_path) out=a/b\n"
+      "\"\" (temp_path) out=\n"
+      "\"\" (temp_path) out=\n"
+      "\"/data\" (temp_path) out=/data\n"
+      "\"\" (temp_path) out=\n"
+      "\"\" (temp_path)\n"
+      "\"/usr\" (temp_path) out=/usr\n"
+      "\"bin\" (temp_path) out=bin\n"
+      "null out=unset\n"
+      "null out=unset\n"
+      "null out=unset\n"
+      "\"\" (temp_path) out=\n"
+      "\"b\" (temp_path) out=b\n"
+      "\"/\" (temp_path) out=/\n"
+      "\"b\" (temp_path) out=b\n"
+      "null out=unset\n"
+      "null out=unset\n"
+      "null out=unset\n"
+      "null out=unset\n"
+      "\"name\" (temp_path)\"name\" (temp_path)\"dir//name\" (temp_path)\"name/\" (temp_path)\n");
 }
 
 // A result passed straight back as the next argument, and results too long for the buffer.
@@ -123,7 +132,8 @@ TEST(FileNamePathBuffer, TakesItsOwnResultsBackAndCutsAt4095) {
     std::string long_dir(3000, 'd');
     std::string long_name(3000, 'n');
     const size_t joined = strlen(file_name_concat(long_dir.data(), long_name.data()));
-    const size_t before = strlen(file_name_before_lastcomponent((long_name + "/x").data(), nullptr));
+    const size_t before =
+        strlen(file_name_before_lastcomponent((long_name + "/x").data(), nullptr));
     const size_t component = strlen(file_name_component((long_dir + long_name).data(), 0, nullptr));
     return text + " " + std::to_string(joined) + " " + std::to_string(before) + " " +
            std::to_string(component) + " " + std::to_string(static_cast<int>(temp_path[4095]));
@@ -136,8 +146,8 @@ TEST(FileNameAddComponent, AppendsWithOneSlashInPlace) {
     const char* path;
     const char* component;
     const char* result;
-  } cases[] = {{"", "x", "x"},   {"a", "b", "a/b"}, {"a/", "b", "a//b"},
-               {"a", "", "a/"},  {"/", "b", "//b"}, {"a", nullptr, "a"}};
+  } cases[] = {{"", "x", "x"},  {"a", "b", "a/b"}, {"a/", "b", "a//b"},
+               {"a", "", "a/"}, {"/", "b", "//b"}, {"a", nullptr, "a"}};
   for (const auto& c : cases) {
     char path[32];
     strcpy(path, c.path);
@@ -222,10 +232,14 @@ TEST(ImageFileName, FormatsWithZeroPaddedFrameNumbers) {
     int frame;
     int width;
     const char* result;
-  } cases[] = {{"shot", ".tif", 43, 4, "shot0043.tif"}, {"shot", ".tif", 12345, 4, "shot12345.tif"},
-               {"shot", ".tif", 43, 0, "shot.tif"},     {"shot", "tif", 43, -3, "shot.tif"},
-               {"shot", "tif", 7, 3, "shot007.tif"},    {"shot", ".tif", -5, 4, "shot-0005.tif"},
-               {"", "..x", 1, 1, "1..x"},               {"a", "", 0, 2, "a00."}};
+  } cases[] = {{"shot", ".tif", 43, 4, "shot0043.tif"},
+               {"shot", ".tif", 12345, 4, "shot12345.tif"},
+               {"shot", ".tif", 43, 0, "shot.tif"},
+               {"shot", "tif", 43, -3, "shot.tif"},
+               {"shot", "tif", 7, 3, "shot007.tif"},
+               {"shot", ".tif", -5, 4, "shot-0005.tif"},
+               {"", "..x", 1, 1, "1..x"},
+               {"a", "", 0, 2, "a00."}};
   for (const auto& c : cases) {
     char out[64] = "unset";
     const int written = file_name_format_image_file_name(
@@ -245,8 +259,10 @@ TEST(ImageFileName, ParseThenFormatRebuildsTheNextFrame) {
   const struct {
     const char* name;
     const char* next;
-  } cases[] = {{"/a/b/shot0042.tif", "shot0043.tif"}, {"img.0001.tif", "img.0002.tif"},
-               {"0009.exr", "0010.exr"},            {"shot.tif", "shot.tif"},
+  } cases[] = {{"/a/b/shot0042.tif", "shot0043.tif"},
+               {"img.0001.tif", "img.0002.tif"},
+               {"0009.exr", "0010.exr"},
+               {"shot.tif", "shot.tif"},
                {"f99.dpx", "f100.dpx"}};
   for (const auto& c : cases) {
     std::string name = c.name;

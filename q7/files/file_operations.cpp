@@ -115,6 +115,8 @@ long file_status_change_time(const char* path) {
 char* file_time_to_string(long time, int form) {
   const time_t seconds = time;
   struct tm local;
+  // localtime_r, unlike localtime, need not look at TZ again; a program may have changed it.
+  tzset();
   if (localtime_r(&seconds, &local) == nullptr) {
     time_text[0] = '\0';
     return time_text;

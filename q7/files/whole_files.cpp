@@ -21,8 +21,8 @@ void* file_load(const char* path, int* bytes_read) {
   // O_NONBLOCK keeps a pipe swapped in after the stat from blocking the open; the fstat
   // then refuses it.
   const UniqueFd file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      status.st_size < 1 || status.st_size > INT_MAX) {
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < 1 ||
+      status.st_size > INT_MAX) {
     return nullptr;
   }
   const auto size = static_cast<size_t>(status.st_size);

@@ -22,8 +22,7 @@ constexpr int kNameAttempts = 8;
 // owner the process could not give back.
 bool needs_in_place(const struct stat& status) {
   const uid_t user = geteuid();
-  return !S_ISREG(status.st_mode) || status.st_nlink != 1 ||
-         (user != 0 && status.st_uid != user);
+  return !S_ISREG(status.st_mode) || status.st_nlink != 1 || (user != 0 && status.st_uid != user);
 }
 
 }  // namespace
@@ -50,8 +49,7 @@ bool ReplacementFile::open(const char* path, mode_t mode) {
   return open_beside(target, &status, mode);
 }
 
-bool ReplacementFile::open_beside(const char* target, const struct stat* existing,
-                                  mode_t mode) {
+bool ReplacementFile::open_beside(const char* target, const struct stat* existing, mode_t mode) {
   if (strlen(target) >= sizeof target_) {
     errno = ENAMETOOLONG;
     return false;
