@@ -5,18 +5,26 @@
 
 #include <atomic>
 #include <barrier>
+#include <chrono>
 #include <thread>
 #include <vector>
 
 namespace {
 
+constexpr int kThreads = 8;
 std::atomic<int> made{0};
 std::atomic<int> destroyed{0};
 std::atomic<bool> refuse{false};
 
+// Holds each maker until all racing threads are making (or a generous deadline passes), so
+// that they really race for the slot rather than come one after another.
 void* make() {
   if (refuse) return nullptr;
-  ++made;
+  const int entered = ++made;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  while (made < kThreads && entered <= kThreads && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::yield();
+  }
   return new int(0);
 }
 
@@ -28,7 +36,6 @@ void destroy(void* handle) {
 TEST(LazyHandle, ThreadsRacingAtTheFirstUseShareOneHandleAndLosersDestroyTheirs) {
   made = destroyed = 0;
   void* slot = nullptr;
-  constexpr int kThreads = 8;
   std::barrier start(kThreads);
   std::vector<void*> seen(kThreads);
   std::vector<std::thread> threads;
