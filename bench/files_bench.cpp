@@ -3,20 +3,17 @@
 // that they sit in the page cache when the runs read them.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <spawn.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
 #include <vector>
 
+#include "bench/run_cp.h"
 #include "q7/files/file_operations.h"
 #include "q7/files/whole_files.h"
 #include "q7/internal/unique_file.h"
-
-extern char** environ;
 
 namespace {
 
@@ -109,11 +106,7 @@ void BM_Peer_ReadWriteCopy(benchmark::State& state) {
 
 void BM_Peer_Cp(benchmark::State& state) {
   for (auto _ : state) {
-    const char* argv[] = {"cp", kCopySource.c_str(), kCopyTarget.c_str(), nullptr};
-    pid_t child;
-    int status = 0;
-    if (posix_spawnp(&child, "cp", nullptr, nullptr, const_cast<char**>(argv), environ) != 0 ||
-        waitpid(child, &status, 0) != child || status != 0) {
+    if (!q7bench::run_cp(kCopySource.c_str(), kCopyTarget.c_str())) {
       state.SkipWithError("cp failed");
       return;
     }

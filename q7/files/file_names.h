@@ -46,8 +46,8 @@ char* file_name_component(char* path, int index, char* out);
 // Appends `component` to `path` in place, with one slash between them when the path is
 // not empty (a path already ending in a slash gets a second one). The caller's buffer
 // must hold the result; nothing checks its length. A null component leaves the path as
-// it was.
-// Returns `path` (null for a null path, which is left alone).
+// it was; a null path gives null.
+// Returns a pointer into `path`: the path itself.
 char* file_name_add_component(char* path, char* component);
 
 // Joins `directory` and `name` with one slash between them ("%s%s%s"). A null or empty

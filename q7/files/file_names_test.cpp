@@ -255,26 +255,4 @@ TEST(ImageFileName, FormatsWithZeroPaddedFrameNumbers) {
   EXPECT_STREQ(out, "unset");
 }
 
-TEST(ImageFileName, ParseThenFormatRebuildsTheNextFrame) {
-  const struct {
-    const char* name;
-    const char* next;
-  } cases[] = {{"/a/b/shot0042.tif", "shot0043.tif"},
-               {"img.0001.tif", "img.0002.tif"},
-               {"0009.exr", "0010.exr"},
-               {"shot.tif", "shot.tif"},
-               {"f99.dpx", "f100.dpx"}};
-  for (const auto& c : cases) {
-    std::string name = c.name;
-    char base[32];
-    char digits[32];
-    char extension[32];
-    char out[64];
-    const int width = file_name_parse_image_file_name(name.data(), base, extension, digits);
-    ASSERT_GE(width, 0) << "name=" << c.name;
-    file_name_format_image_file_name(base, extension, atoi(digits) + 1, width, out);
-    EXPECT_STREQ(out, c.next) << "name=" << c.name;
-  }
-}
-
 }  // namespace

@@ -33,8 +33,9 @@ long file_status_change_time(const char* path);
 //   form 2: "%2.2d/%2.2d/%4.4d %2.2d:%2.2d:%2.2d", day first: "14/07/2003 09:05:00";
 //   any other form (0 is the usual one): "%2.2d-%s-%4.4d %2.2d:%2.2d:%2.2d" with the
 //   month as "JAN" to "DEC": "14-JUL-2003 09:05:00".
-// A time that the platform cannot turn into a calendar date gives the empty text.
-// Returns a static buffer (64 bytes) that the next call overwrites. Not reentrant.
+// The text is at most 63 characters; a time that the platform cannot turn into a calendar
+// date gives the empty text.
+// Returns a static buffer that the next call overwrites. Not reentrant.
 char* file_time_to_string(long time, int form);
 
 // Sets the permissions of `path` with chmod, which the umask does not reduce: 0666 when

@@ -203,18 +203,6 @@ TEST(EnsurePathExists, CountsALevelMadeMeanwhileByAnotherAsMade) {
   EXPECT_EQ(std::count(results.begin(), results.end(), 1), kRounds * kThreads);
 }
 
-TEST(FileDeleteAndRename, ReportWhetherTheCallSucceeded) {
-  TempDir dir;
-  ASSERT_TRUE(write_file(dir.file("a"), "x"));
-  EXPECT_TRUE(file_rename(text(dir.file("a")), text(dir.file("b"))));
-  EXPECT_FALSE(file_rename(text(dir.file("a")), text(dir.file("c"))));
-  EXPECT_TRUE(file_delete(text(dir.file("b"))));
-  EXPECT_FALSE(file_delete(text(dir.file("b"))));
-  EXPECT_FALSE(file_exists(dir.file("b").c_str()) || file_exists(dir.file("c").c_str()));
-  EXPECT_FALSE(file_delete(nullptr) || file_rename(nullptr, text(dir.file("c"))) ||
-               file_rename(text(dir.file("a")), nullptr));
-}
-
 TEST(FileMove, RenamesOrCopiesAndNeverLosesTheSourceToItsOwnName) {
   TempDir dir;
   for (bool by_rename : {true, false}) {
@@ -240,6 +228,11 @@ TEST(FileMove, RenamesOrCopiesAndNeverLosesTheSourceToItsOwnName) {
   EXPECT_FALSE(file_exists(dir.file("dst").c_str()));
   EXPECT_FALSE(file_move(nullptr, text(dir.file("dst")), true) ||
                file_move(text(dir.file("hard")), nullptr, true));
+  // The plain wrappers, and their null paths.
+  EXPECT_TRUE(file_rename(text(dir.file("hard")), text(dir.file("renamed"))) &&
+              file_delete(text(dir.file("renamed"))));
+  EXPECT_FALSE(file_delete(text(dir.file("renamed"))) || file_delete(nullptr) ||
+               file_rename(nullptr, text(dir.file("x"))));
 }
 
 TEST(FileMove, CopiesAcrossFileSystemsOnlyWhenNotByRename) {

@@ -10,8 +10,9 @@
 // caller that creates the file must therefore open it with
 // open(name, O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY, 0600) (never fopen with "w", which
 // would follow a planted link and overwrite what it points to), and on EEXIST ask for a
-// new name. Two calls in the same microsecond give the same name.
-// Returns a static buffer (4096 bytes) that the next call overwrites. Not reentrant.
+// new name. Two calls in the same microsecond give the same name. The buffer holds 4096
+// bytes.
+// Returns a static buffer that the next call overwrites. Not reentrant.
 char* file_get_temp_name();
 
 // Puts `prefix` followed by the 36-character text of a new UUID (uuid_generate,

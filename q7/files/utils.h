@@ -1,6 +1,5 @@
-// The files subsystem: file names, file operations, standard directories, listings and
-// mounts, the directory watcher and the settings variables. Include this header, or one
-// concept's header when only that is needed.
+// Files and directories: the chief header of the subsystem, which includes each of its
+// concept headers.
 #pragma once
 
 #include "q7/files/backup.h"
@@ -9,4 +8,5 @@
 #include "q7/files/settings_variables.h"
 #include "q7/files/standard_directories.h"
 #include "q7/files/temp_names.h"
+#include "q7/files/watcher.h"
 #include "q7/files/whole_files.h"

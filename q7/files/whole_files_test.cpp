@@ -95,6 +95,9 @@ TEST(FileSave, WritesTheBytesAndKeepsAnExistingFilesModeAndLinks) {
 TEST(FileSave, FailsWithMinusOneLeavingTheFileAsItWas) {
   TempDir dir;
   ASSERT_TRUE(write_file(dir.file("file"), "old"));
+  // A second link makes the file one that is written in place, where a bad argument found
+  // late would already have emptied it.
+  ASSERT_EQ(link(dir.file("file").c_str(), dir.file("link").c_str()), 0);
   ASSERT_EQ(mkdir(dir.file("dir").c_str(), 0755), 0);
   char bytes[] = "new";
   const struct {
