@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -131,16 +132,20 @@ TEST(ProgramLock, NeverFollowsOrOverwritesWhatStandsInItsPlace) {
       // A link is never opened: the owner shows nothing of the file it names.
       {"link to a file", symlink, victim.c_str(), ""},
       {"dangling link", symlink, "/nonexistent/q7_lock_target", "unset"},
+      // Opened for writing, a pipe without a reader would hold the caller forever.
+      {"pipe", [](const char*, const char* path) { return mkfifo(path, 0666); }, "", "unset"},
   };
   for (const auto& c : cases) {
     Lock lock;
     ASSERT_EQ(c.plant(c.target, lock.path().c_str()), 0) << c.what;
-    const auto result = run_in_child([&] {
-      lock.enter();
-      char owner[64] = "unset";
-      Q7_CHILD_CHECK(program_lock(lock.name(), owner, sizeof owner) == 0);
-      Q7_CHILD_CHECK(strcmp(owner, c.owner) == 0);
-    });
+    const auto result = run_in_child(
+        [&] {
+          lock.enter();
+          char owner[64] = "unset";
+          Q7_CHILD_CHECK(program_lock(lock.name(), owner, sizeof owner) == 0);
+          Q7_CHILD_CHECK(strcmp(owner, c.owner) == 0);
+        },
+        std::chrono::seconds(10));
     EXPECT_TRUE(result.exited_with(0)) << c.what << "\n" << describe(result);
     EXPECT_EQ(read_file(victim), "precious first line\nmore\n") << c.what;
     EXPECT_FALSE(exists("/nonexistent/q7_lock_target"));
