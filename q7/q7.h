@@ -29,6 +29,8 @@
 #include "q7/runtime/exit_handlers.h"
 #include "q7/runtime/growth.h"
 #include "q7/runtime/identifiers.h"
+#include "q7/runtime/instance_lock.h"
+#include "q7/runtime/startup.h"
 #include "q7/runtime/time_text.h"
 #include "q7/text/command_reader.h"
 #include "q7/text/string_table.h"
