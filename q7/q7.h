@@ -14,6 +14,7 @@
 #pragma once
 
 #include "q7/cipher/gost.h"
+#include "q7/files/utils.h"
 #include "q7/log/console.h"
 #include "q7/log/message_log.h"
 #include "q7/mp/clock.h"
