@@ -3,6 +3,9 @@
 #include "q7/files/directory_removal.h"
 
 #include <gtest/gtest.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +15,7 @@
 #include <vector>
 
 #include "q7/files/listings.h"
+#include "tests/support/child_process.h"
 #include "tests/support/file_tree.h"
 #include "tests/support/temp_dir.h"
 
@@ -116,6 +120,42 @@ TEST(DirectoryRemoval, DeletesNothingButADirectory) {
   EXPECT_EQ(file_delete_directory(nullptr, true, true), -1);
   EXPECT_EQ(file_delete_directory(nullptr, false, true), -1);
   EXPECT_EQ(file_deep_delete_directory(std::string(4096, 'a').c_str(), 1), -1);
+}
+
+// What the comparison of sort mode 3 does at its first call, inside the removal's listing
+// of `redirected`: moves that directory away and puts a link to `redirect_to` in its place.
+std::string redirected, moved_to, redirect_to;
+int redirect_then_compare(const void* first, const void* second) {
+  if (!redirected.empty()) {
+    if (rename(redirected.c_str(), moved_to.c_str()) != 0 ||
+        symlink(redirect_to.c_str(), redirected.c_str()) != 0) {
+      exit(3);
+    }
+    redirected.clear();
+  }
+  return strcmp(*static_cast<char* const*>(first), *static_cast<char* const*>(second));
+}
+
+// The listing of every level below then reads the outside tree, whose names are the same.
+TEST(DirectoryRemoval, StaysInTheTreeWhenItsPathIsRedirectedMidway) {
+  TempDir dir;
+  ASSERT_TRUE(make_tree(
+      dir.path(),
+      {"outside/", "outside/f1", "outside/sub/", "outside/sub/victim", "outside/sub/only_outside",
+       "outside/sub/deeper/", "outside/sub/deeper/v2", "top/", "top/f1", "top/f2", "top/sub/",
+       "top/sub/victim", "top/sub/deeper/", "top/sub/deeper/v2"}));
+  const std::set<std::string> outside = snapshot(dir.file("outside"));
+  const auto result = q7test::run_in_child([&] {
+    redirected = dir.file("top");
+    moved_to = dir.file("moved");
+    redirect_to = dir.file("outside");
+    flist_set_custom_compare(redirect_then_compare);
+    printf("%d\n", file_deep_delete_directory(dir.file("top").c_str(), 3));
+  });
+  ASSERT_TRUE(result.exited_with(0)) << describe(result);
+  EXPECT_EQ(result.out, "-1\n") << "the path now names a link, which is never removed";
+  EXPECT_EQ(snapshot(dir.file("outside")), outside);
+  EXPECT_EQ(snapshot(dir.file("moved")), std::set<std::string>{}) << "everything was removed";
 }
 
 TEST(DirectoryRemoval, RemovesOnlyAnEmptyDirectoryWhenNotDeep) {

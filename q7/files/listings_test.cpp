@@ -146,22 +146,31 @@ TEST(Listings, SortsByNameWithoutCaseOrKeepsTheStreamOrder) {
 
 TEST(Listings, GrowsNameArraysByDoublingFrom128And32) {
   TempDir dir;
-  for (int i = 0; i < 128; ++i) ASSERT_TRUE(make_tree(dir.path(), {"f" + std::to_string(i)}));
-  for (int i = 0; i < 31; ++i) ASSERT_TRUE(make_tree(dir.path(), {"d" + std::to_string(i) + "/"}));
   const struct {
-    std::string add;
+    std::vector<std::string> add;
     int nfiles, files_capacity, ndirs, dirs_capacity;
-  } steps[] = {{"", 128, 128, 32, 32}, {"f128", 129, 256, 32, 32}, {"d31/", 129, 256, 33, 64}};
+  } steps[] = {
+      {{}, 0, 0, 1, 32},
+      {{"f"}, 1, 128, 1, 32},
+      {{"d/"}, 1, 128, 2, 32},
+      {[] {
+         std::vector<std::string> more;
+         for (int i = 0; i < 127; ++i) more.push_back("f" + std::to_string(i));
+         for (int i = 0; i < 30; ++i) more.push_back("d" + std::to_string(i) + "/");
+         return more;
+       }(),
+       128, 128, 32, 32},
+      {{"f128"}, 129, 256, 32, 32},
+      {{"d31/"}, 129, 256, 33, 64},
+  };
   for (const auto& step : steps) {
-    if (!step.add.empty()) {
-      ASSERT_TRUE(make_tree(dir.path(), {step.add}));
-    }
+    ASSERT_TRUE(make_tree(dir.path(), step.add));
     dir_list* list = flist_new(dir.path().c_str(), 0, 1);
     ASSERT_NE(list, nullptr);
-    EXPECT_EQ(list->nfiles, step.nfiles) << "after " << step.add;
-    EXPECT_EQ(list->files_capacity, step.files_capacity) << "after " << step.add;
-    EXPECT_EQ(list->ndirs, step.ndirs) << "after " << step.add;
-    EXPECT_EQ(list->dirs_capacity, step.dirs_capacity) << "after " << step.add;
+    EXPECT_EQ(list->nfiles, step.nfiles) << "files=" << step.nfiles;
+    EXPECT_EQ(list->files_capacity, step.files_capacity) << "files=" << step.nfiles;
+    EXPECT_EQ(list->ndirs, step.ndirs) << "dirs=" << step.ndirs;
+    EXPECT_EQ(list->dirs_capacity, step.dirs_capacity) << "dirs=" << step.ndirs;
     flist_delete(list);
   }
 }
