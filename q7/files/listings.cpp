@@ -1,8 +1,6 @@
 // Directory listings: reading a directory into names, their orders, and the walk below it.
 #include "q7/files/listings.h"
 
-#include <limits.h>
-#include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -31,55 +29,42 @@ constexpr int kByChangeTime = 2;
 constexpr int kByCustomCompare = 3;
 constexpr int kPathBytes = sizeof(dir_list::path);
 
-// Makes room for one more name, then appends what `copy` makes of `name`. A failed growth
-// has been logged by ensure_memory; either failure leaves the name out.
-template <typename Copy>
-void append_name(char**& names, int& count, int& capacity, int initial, const char* name,
-                 Copy copy) {
-  if (ensure_memory(names, count, capacity, 1, initial) == 0) return;
-  char* owned = copy(name);
-  if (owned != nullptr) names[count++] = owned;
-}
-
-// A file name that carries its status change time behind its terminator, so that sorting
-// by change time reads each file's status once instead of at every comparison. It stays a
-// single malloc block that free releases like any other name.
-char* stamped_copy(const char* name, time_t changed) {
-  const size_t length = strlen(name) + 1;
-  char* copy = static_cast<char*>(malloc(length + sizeof changed));
-  if (copy == nullptr) return nullptr;
-  memcpy(copy, name, length);
-  memcpy(copy + length, &changed, sizeof changed);
-  return copy;
-}
-
-time_t stamp_of(const char* name) {
+// A file name with the status change time it had when the directory was read, so that
+// sorting by change time takes each file's status once instead of at every comparison,
+// and compares times held beside the names.
+struct TimedName {
+  char* name;
   time_t changed;
-  memcpy(&changed, name + strlen(name) + 1, sizeof changed);
-  return changed;
+};
+
+// The change times of a listing's files, gathered while it is read for a change-time sort.
+struct ChangeTimes {
+  TimedName* records = nullptr;
+  int capacity = 0;
+
+  ChangeTimes() = default;
+  ChangeTimes(const ChangeTimes&) = delete;
+  ChangeTimes& operator=(const ChangeTimes&) = delete;
+  ~ChangeTimes() { free(records); }
+};
+
+bool case_blind_before(const char* first, const char* second) {
+  return strcasecmp(first, second) < 0;
 }
 
-const char* name_at(const void* slot) { return *static_cast<char* const*>(slot); }
-
-int file_cmp(const void* first, const void* second) {
-  return strcasecmp(name_at(first), name_at(second));
-}
-
-// The first name's change time minus the second's. The difference is held within int so
-// that times more than 68 years apart still compare the right way round, which keeps the
-// order one that qsort can rely on.
-int file_cmp_status_change_time(const void* first, const void* second) {
-  const int64_t difference = static_cast<int64_t>(stamp_of(name_at(first))) -
-                             static_cast<int64_t>(stamp_of(name_at(second)));
-  return static_cast<int>(std::clamp<int64_t>(difference, -INT_MAX, INT_MAX));
-}
-
-void add_file(dir_list* list, const char* name, const struct stat* stamp_from) {
-  append_name(list->files, list->nfiles, list->files_capacity, kInitialFiles, name,
-              [stamp_from](const char* text) {
-                return stamp_from != nullptr ? stamped_copy(text, stamp_from->st_ctime)
-                                             : strdup(text);
-              });
+// Appends a copy of `name` to the files, and to `times` with its change time when the
+// listing is read for a change-time sort. A failed growth has been logged by
+// ensure_memory; either that or a failed copy leaves the name out.
+void add_file(dir_list* list, const char* name, const struct stat& status, ChangeTimes* times) {
+  if (ensure_memory(list->files, list->nfiles, list->files_capacity, 1, kInitialFiles) == 0) return;
+  if (times != nullptr &&
+      ensure_memory(times->records, list->nfiles, times->capacity, 1, kInitialFiles) == 0) {
+    return;
+  }
+  char* copy = strdup(name);
+  if (copy == nullptr) return;
+  if (times != nullptr) times->records[list->nfiles] = {copy, status.st_ctime};
+  list->files[list->nfiles++] = copy;
 }
 
 bool exists_as_directory_or_file(const char* path) {
@@ -110,7 +95,7 @@ bool choose_directory(dir_list* list, const char* path) {
   return true;
 }
 
-void read_entries(dir_list* list, bool stamp_files) {
+void read_entries(dir_list* list, ChangeTimes* times) {
   Directory directory;
   if (!DirectoryOpen(&directory, list->path)) return;
   DirEntry entry;
@@ -121,28 +106,39 @@ void read_entries(dir_list* list, bool stamp_files) {
       saw_parent = saw_parent || strcmp(entry.name, "..") == 0;
       q7::internal::flist_add_dir(list, entry.name);
     } else if (entry.name[0] != '\0') {
-      add_file(list, entry.name, stamp_files ? &status : nullptr);
+      add_file(list, entry.name, status, times);
     }
   }
   if (!saw_parent) q7::internal::flist_add_dir(list, "..");
   DirectoryClose(&directory);
 }
 
-void sort_names(char** names, int count, int (*compare)(const void*, const void*)) {
-  if (count >= 2 && compare != nullptr) qsort(names, count, sizeof *names, compare);
+// The sorts are stable, so names that compare equal (differing only in case, or changed in
+// the same second) keep the order of the directory stream, as glibc's merge-sorting qsort
+// leaves them; the comparisons are made inline instead of through a function pointer.
+void sort_by_name(char** names, int count) {
+  std::stable_sort(names, names + count, case_blind_before);
 }
 
-void sort_listing(dir_list* list, int sort_mode) {
+void sort_by_change_time(dir_list* list, TimedName* records) {
+  if (list->nfiles < 2) return;
+  zzz_flist_path_global = list;
+  std::stable_sort(records, records + list->nfiles,
+                   [](const TimedName& a, const TimedName& b) { return a.changed < b.changed; });
+  zzz_flist_path_global = nullptr;
+  for (int i = 0; i < list->nfiles; ++i) list->files[i] = records[i].name;
+}
+
+void sort_listing(dir_list* list, int sort_mode, const ChangeTimes& times) {
   if (sort_mode == 0) return;
   if (sort_mode == kByChangeTime) {
-    zzz_flist_path_global = list;
-    sort_names(list->files, list->nfiles, file_cmp_status_change_time);
-    zzz_flist_path_global = nullptr;
-  } else {
-    sort_names(list->files, list->nfiles,
-               sort_mode == kByCustomCompare ? flist_custom_compare : file_cmp);
+    sort_by_change_time(list, times.records);
+  } else if (sort_mode != kByCustomCompare) {
+    sort_by_name(list->files, list->nfiles);
+  } else if (flist_custom_compare != nullptr && list->nfiles >= 2) {
+    qsort(list->files, list->nfiles, sizeof *list->files, flist_custom_compare);
   }
-  sort_names(list->dirs, list->ndirs, file_cmp);
+  sort_by_name(list->dirs, list->ndirs);
 }
 
 // One directory of a walk, linked to the directory it was entered from, so that a link
@@ -195,7 +191,9 @@ namespace q7::internal {
 void flist_add_dir(dir_list* list, const char* name) {
   if (name[0] == '\0' || strcmp(name, ".") == 0) return;
   if (strcmp(name, "..") == 0 && strcmp(list->path, "/") == 0) return;
-  append_name(list->dirs, list->ndirs, list->dirs_capacity, kInitialDirs, name, strdup);
+  if (ensure_memory(list->dirs, list->ndirs, list->dirs_capacity, 1, kInitialDirs) == 0) return;
+  char* copy = strdup(name);
+  if (copy != nullptr) list->dirs[list->ndirs++] = copy;
 }
 
 }  // namespace q7::internal
@@ -211,8 +209,9 @@ dir_list* flist_new(const char* path, int sort_mode, int must_exist) {
     flist_delete(list);
     return nullptr;
   }
-  read_entries(list, sort_mode == kByChangeTime);
-  sort_listing(list, sort_mode);
+  ChangeTimes times;
+  read_entries(list, sort_mode == kByChangeTime ? &times : nullptr);
+  sort_listing(list, sort_mode, times);
   return list;
 }
 

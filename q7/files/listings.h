@@ -52,10 +52,12 @@ extern dir_list* zzz_flist_path_global;
 //
 // `sort_mode` orders the names: 0 leaves both arrays in the order of the directory stream.
 // Any other mode sorts `dirs` by name without regard to case (strcasecmp), and `files` as
-// follows: mode 2 by status change time, oldest first, as each file's status stood when
-// the directory was read (one status per file, not one per comparison); mode 3 with
-// flist_custom_compare, or not at all while none is set; any other mode by name without
-// regard to case. The sorts are qsort's, so names that compare equal come in qsort's order.
+// follows: mode 2 by status change time in seconds, oldest first, as each file's status
+// stood when the directory was read (one status per file, not one per comparison); mode 3
+// with qsort and flist_custom_compare, or not at all while none is set; any other mode by
+// name without regard to case. The sorts by name and by time are stable: names that
+// compare equal (differing only in case, or changed in the same second) keep the order of
+// the directory stream.
 //
 // Returns a new listing, or null as said above or when memory for it is short.
 dir_list* flist_new(const char* path, int sort_mode, int must_exist);

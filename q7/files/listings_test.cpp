@@ -6,6 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <strings.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -142,6 +143,28 @@ TEST(Listings, SortsByNameWithoutCaseOrKeepsTheStreamOrder) {
   EXPECT_EQ(
       shown_and_deleted(dir.path(), 0, 1),
       dir.path() + " files=" + joined(stream_files(dir.path())) + " dirs=" + joined(unsorted_dirs));
+}
+
+// Enough names that differ only in case for a sort that is not stable to mix them up.
+TEST(Listings, KeepsTheStreamOrderOfNamesThatDifferOnlyInCase) {
+  TempDir dir;
+  for (int i = 0; i < 40; ++i) {
+    const std::string number = std::to_string(i % 20 + 10);
+    ASSERT_TRUE(make_tree(dir.path(),
+                          {(i < 20 ? "n" : "N") + number, (i < 20 ? "d" : "D") + number + "/"}));
+  }
+  Names files = stream_files(dir.path());
+  Names dirs;
+  for (const std::string& name : stream_names(dir.path())) {
+    if (name != "." && (name[0] == 'd' || name[0] == 'D' || name == "..")) dirs.push_back(name);
+  }
+  const auto case_blind = [](const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) < 0;
+  };
+  std::stable_sort(files.begin(), files.end(), case_blind);
+  std::stable_sort(dirs.begin(), dirs.end(), case_blind);
+  EXPECT_EQ(shown_and_deleted(dir.path(), 1, 1),
+            dir.path() + " files=" + joined(files) + " dirs=" + joined(dirs));
 }
 
 TEST(Listings, GrowsNameArraysByDoublingFrom128And32) {
