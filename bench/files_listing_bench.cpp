@@ -4,20 +4,19 @@
 // taken with one stat per comparison instead of one per file.
 #include <benchmark/benchmark.h>
 #include <dirent.h>
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "bench/filled_directory.h"
 #include "q7/files/listings.h"
 
 namespace {
@@ -28,43 +27,16 @@ constexpr int kFiles = 100000;
 constexpr int kByName = 1;
 constexpr int kByChangeTime = 2;
 
-// The directory of kFiles files, made once per process under /tmp and removed at its end.
-// Names mix upper and lower case so that the case-blind order differs from a plain one.
-class BigDirectory {
- public:
-  BigDirectory() {
-    char pattern[] = "/tmp/q7_listing_bench.XXXXXX";
-    if (mkdtemp(pattern) == nullptr) return;
-    path_ = pattern;
-    for (int i = 0; i < kFiles; ++i) {
-      char name[32];
-      snprintf(name, sizeof name, "%s_%06d.tif", i % 3 == 0 ? "Shot" : "shot", (i * 7919) % kFiles);
-      const int fd = openat(AT_FDCWD, (path_ + "/" + name).c_str(), O_CREAT | O_WRONLY, 0644);
-      if (fd < 0 || close(fd) != 0) {
-        fprintf(stderr, "files_listing_bench: cannot make %s/%s\n", path_.c_str(), name);
-        return;
-      }
-    }
-    ready_ = true;
-  }
-  ~BigDirectory() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
-  }
-  BigDirectory(const BigDirectory&) = delete;
-  BigDirectory& operator=(const BigDirectory&) = delete;
+// Names mix upper and lower case, so that the case-blind order differs from a plain one.
+std::string shot_name(int i) {
+  char name[32];
+  snprintf(name, sizeof name, "%s_%06d.tif", i % 3 == 0 ? "Shot" : "shot", (i * 7919) % kFiles);
+  return name;
+}
 
-  [[nodiscard]] bool ready() const { return ready_; }
-  [[nodiscard]] const char* path() const { return path_.c_str(); }
-
- private:
-  std::string path_;
-  bool ready_ = false;
-};
-
-const BigDirectory& big_directory() {
-  static const BigDirectory directory;
-  return directory;
+const char* big_directory() {
+  static const q7bench::FilledDirectory directory(kFiles, shot_name);
+  return directory.path().c_str();
 }
 
 // What a plain loop keeps of an entry: the fields flist_new reads, and the change time.
@@ -166,8 +138,8 @@ std::vector<std::string> names_of(const std::vector<Entry>& entries) {
 }
 
 bool same_order(int sort_mode) {
-  dir_list* list = flist_new(big_directory().path(), sort_mode, 1);
-  const PlainListing plain(big_directory().path(), sort_mode);
+  dir_list* list = flist_new(big_directory(), sort_mode, 1);
+  const PlainListing plain(big_directory(), sort_mode);
   const bool same = list != nullptr && list->nfiles == kFiles &&
                     names_of(list->files, list->nfiles) == names_of(plain.files);
   flist_delete(list);
@@ -177,7 +149,7 @@ bool same_order(int sort_mode) {
 // Skips the benchmark unless the directory is there and flist_new gives the plain loop's
 // order for the sort mode (checked once per mode): the rows must do equal work.
 bool ready(benchmark::State& state, int sort_mode) {
-  if (!big_directory().ready()) {
+  if (big_directory()[0] == '\0') {
     state.SkipWithError("the directory of 100,000 files could not be made");
     return false;
   }
@@ -194,7 +166,7 @@ void BM_FlistNew(benchmark::State& state) {
   const int sort_mode = static_cast<int>(state.range(0));
   if (!ready(state, sort_mode)) return;
   for (auto _ : state) {
-    dir_list* list = flist_new(big_directory().path(), sort_mode, 1);
+    dir_list* list = flist_new(big_directory(), sort_mode, 1);
     benchmark::DoNotOptimize(list->files);
     flist_delete(list);
   }
@@ -205,7 +177,7 @@ void BM_Peer_ReaddirFstatat(benchmark::State& state) {
   const int sort_mode = static_cast<int>(state.range(0));
   if (!ready(state, sort_mode)) return;
   for (auto _ : state) {
-    const PlainListing plain(big_directory().path(), sort_mode);
+    const PlainListing plain(big_directory(), sort_mode);
     benchmark::DoNotOptimize(plain.files.data());
   }
   per_file(state);
@@ -215,7 +187,7 @@ void BM_Peer_DirectoryIterator(benchmark::State& state) {
   const int sort_mode = static_cast<int>(state.range(0));
   if (!ready(state, sort_mode)) return;
   for (auto _ : state) {
-    const auto files = filesystem_listing(big_directory().path(), sort_mode);
+    const auto files = filesystem_listing(big_directory(), sort_mode);
     benchmark::DoNotOptimize(files.data());
   }
   per_file(state);
@@ -223,9 +195,9 @@ void BM_Peer_DirectoryIterator(benchmark::State& state) {
 
 void BM_Model_StatPerComparison(benchmark::State& state) {
   if (!ready(state, kByChangeTime)) return;
-  compared_directory = big_directory().path();
+  compared_directory = big_directory();
   for (auto _ : state) {
-    dir_list* list = flist_new(big_directory().path(), 0, 1);
+    dir_list* list = flist_new(big_directory(), 0, 1);
     qsort(list->files, list->nfiles, sizeof(char*), change_time_per_comparison);
     benchmark::DoNotOptimize(list->files);
     flist_delete(list);
