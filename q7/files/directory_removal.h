@@ -19,12 +19,14 @@ int file_delete_directory(const char* path, bool deep, bool sorted);
 // directory holding it stays, and so does one whose listing ends early at an entry it
 // cannot examine (a dangling symbolic link): the result is then -1.
 //
-// A symbolic link is removed as a link and never followed, wherever it points: a link to a
-// directory inside the tree is unlinked like a file, and `path` itself, when it is a
-// symbolic link, is not removed at all (-1), with or without trailing slashes. Every removal is
-// made relative to the directory being emptied, which was opened without following links, so that a
-// directory swapped for a link while the removal runs cannot lead it out of the tree. Each level of
-// the tree holds one open descriptor while the levels below it are removed.
+// A symbolic link is removed as a link and never followed, wherever it points: a link to
+// a directory inside the tree is unlinked like a file, and `path` itself, when it is a
+// symbolic link, is not removed at all (-1), with or without trailing slashes. Every
+// removal is made relative to the directory being emptied, which was opened without
+// following links, so that a directory swapped for a link while the removal runs cannot
+// lead it out of the tree. Each level of the tree holds one open descriptor while the
+// levels below it are removed, so a tree deeper than the process may open files stays
+// from that depth on (-1).
 //
 // Returns 0 when the directory is gone, also when `path` does not exist (or disappears
 // while it is being listed). Returns -1, deleting nothing, when `path` is null or names
