@@ -2,7 +2,6 @@
 #include "q7/files/directory_reader.h"
 
 #include <errno.h>
-#include <fcntl.h>
 #include <string.h>
 #include <sys/stat.h>
 
