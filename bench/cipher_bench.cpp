@@ -3,9 +3,7 @@
 // the chained modes; and of file coding on a 256 MiB file in the page cache against cp of
 // the same file.
 #include <benchmark/benchmark.h>
-#include <spawn.h>
 #include <stdio.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -13,11 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "bench/run_cp.h"
 #include "q7/cipher/gost.h"
 #include "q7/cipher/internal/kernels.h"
 #include "tests/support/cipher/cipher_peers.h"
-
-extern char** environ;
 
 namespace {
 
@@ -288,11 +285,7 @@ BENCHMARK(BM_MacFile)
 
 void BM_Peer_Cp(benchmark::State& state) {
   for (auto _ : state) {
-    const char* argv[] = {"cp", kPlain.c_str(), kCopy.c_str(), nullptr};
-    pid_t child;
-    int status = 0;
-    if (posix_spawnp(&child, "cp", nullptr, nullptr, const_cast<char**>(argv), environ) != 0 ||
-        waitpid(child, &status, 0) != child || status != 0) {
+    if (!q7bench::run_cp(kPlain.c_str(), kCopy.c_str())) {
       state.SkipWithError("cp failed");
       return;
     }
