@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -12,6 +13,7 @@
 #include "q7/internal/unique_file.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/unprivileged.h"
 
 namespace {
 
@@ -130,7 +132,7 @@ TEST_F(SlabPipe, RunsOnTheCallingThreadWhenNoHelperCanStart) {
   const auto result = q7test::run_in_child([&] {
     // The limit binds only a user without the privilege to exceed it.
     const rlimit none = {0, 0};
-    Q7_CHILD_CHECK(setgid(65534) == 0 && setuid(65534) == 0);
+    Q7_CHILD_CHECK(q7test::become_unprivileged());
     Q7_CHILD_CHECK(setrlimit(RLIMIT_NPROC, &none) == 0);
     pthread_t thread;
     Q7_CHILD_CHECK(pthread_create(&thread, nullptr, no_work, nullptr) != 0);
