@@ -105,14 +105,16 @@ class Netio_x : public Netio {
                unsigned int port);
 
   // A diagnostic for a peer of the other byte order. Deciphers the first block of the
-  // last record read (the first 8 bytes of `cipher_buf`) under the 16 combinations of
-  // reversing the bytes of each key word, of each IV word, of each cipher word and of
-  // each plain word, and prints, between two lines "+++++++++", one line
-  // "sw_key:%d sw_iv:%d sw_crypt:%d sw_plain:%d result:%d\n" per combination with the
-  // first plain word as a signed number (the length the record would carry), sw_key
+  // last record read (the first 8 bytes of `cipher_buf`) with the cipher's key and IV as
+  // they stand, under the 16 combinations of reversing the bytes of each key word, of
+  // each IV word, of each cipher word and of each plain word, and prints, between two lines
+  // "+++++++++", one line "sw_key:%d sw_iv:%d sw_crypt:%d sw_plain:%d result:%d\n" per combination
+  // with the first plain word as a signed number (the length the record would carry), sw_key
   // outermost and sw_plain innermost, to standard output, which it flushes. It chooses
   // none; the cipher's key and IV and the buffer are left as they were. Prints nothing for
-  // a record without cipher.
+  // a record without cipher. After readn the cipher's IV is where the record's chain went
+  // on from (its first cipher block), so a caller that wants the record's length among the
+  // lines sets the record IV on the cipher first.
   void decrypt_try_exhaustive(tagSOCKETXS* record);
 
   bool secure_trace;  // strings over records are reported to the message log
