@@ -63,45 +63,36 @@ void bulk(benchmark::State& state, const Move& send, const Move& receive) {
   state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(size));
 }
 
+// Moves `size` bytes with `call` (read or write), at most `piece` bytes a call, pausing
+// 10 microseconds after each when `pause` is set and the message is 64 KiB or more.
+template <typename Call>
+bool move_all(Call call, int fd, char* message, int size, int piece, bool pause) {
+  for (int done = 0; done < size;) {
+    const ssize_t moved =
+        call(fd, message + done, static_cast<size_t>(std::min(size - done, piece)));
+    if (moved <= 0) return false;
+    done += static_cast<int>(moved);
+    if (pause && size >= kPiece) nanosleep(&kPause, nullptr);
+  }
+  return true;
+}
+
 // What the layer is asked to do, written out plainly: pieces of at most 64 KiB, a pause
 // of 10 microseconds after each piece of a large write.
 bool write_in_pieces(int fd, char* message, int size) {
-  for (int done = 0; done < size;) {
-    const ssize_t put =
-        write(fd, message + done, static_cast<size_t>(std::min(size - done, kPiece)));
-    if (put <= 0) return false;
-    done += static_cast<int>(put);
-    if (size >= kPiece) nanosleep(&kPause, nullptr);
-  }
-  return true;
+  return move_all(write, fd, message, size, kPiece, true);
 }
 
 bool read_in_pieces(int fd, char* message, int size) {
-  for (int done = 0; done < size;) {
-    const ssize_t got =
-        read(fd, message + done, static_cast<size_t>(std::min(size - done, kPiece)));
-    if (got <= 0) return false;
-    done += static_cast<int>(got);
-  }
-  return true;
+  return move_all(read, fd, message, size, kPiece, false);
 }
 
 bool write_whole(int fd, char* message, int size) {
-  for (int done = 0; done < size;) {
-    const ssize_t put = write(fd, message + done, static_cast<size_t>(size - done));
-    if (put <= 0) return false;
-    done += static_cast<int>(put);
-  }
-  return true;
+  return move_all(write, fd, message, size, size, false);
 }
 
 bool read_whole(int fd, char* message, int size) {
-  for (int done = 0; done < size;) {
-    const ssize_t got = read(fd, message + done, static_cast<size_t>(size - done));
-    if (got <= 0) return false;
-    done += static_cast<int>(got);
-  }
-  return true;
+  return move_all(read, fd, message, size, size, false);
 }
 
 void BM_Netio_WritenReadn(benchmark::State& state) {

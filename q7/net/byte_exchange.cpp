@@ -17,6 +17,22 @@ namespace {
 // scheduler run, short against the time a piece takes on any network.
 constexpr timespec kPieceWritePause = {0, 10'000};
 
+// Moves `count` bytes through `call(offset, piece)`, a read or a write under the restart
+// rule, at most kPieceBytes at a time. Returns the bytes moved, fewer only when a call moved
+// none (the end of the stream), or -1.
+template <typename Call>
+int move_in_pieces(int count, bool pause, Call call) {
+  int done = 0;
+  while (done < count) {
+    const ssize_t moved = call(done, static_cast<size_t>(std::min(count - done, kPieceBytes)));
+    if (moved < 0) return -1;
+    if (moved == 0) break;
+    done += static_cast<int>(moved);
+    if (pause) nanosleep(&kPieceWritePause, nullptr);
+  }
+  return done;
+}
+
 }  // namespace
 
 int Netio::readb(int sock, char* buffer, int count) {
@@ -28,16 +44,9 @@ int Netio::readb(int sock, char* buffer, int count) {
 int Netio::readn(int sock, char* buffer, int count) {
   if (!socket_usable(*this, sock)) return -1;
   if (count <= 0) return 0;
-  const int piece = std::min(count, kPieceBytes);
-  int done = 0;
-  while (done < count) {
-    const size_t ask = static_cast<size_t>(std::min(count - done, piece));
-    const ssize_t got = restarted(restart, false, [&] { return read(sock, buffer + done, ask); });
-    if (got < 0) return -1;
-    if (got == 0) break;
-    done += static_cast<int>(got);
-  }
-  return done;
+  return move_in_pieces(count, false, [&](int offset, size_t piece) {
+    return restarted(restart, false, [&] { return read(sock, buffer + offset, piece); });
+  });
 }
 
 int Netio::writeb(int sock, char* buffer, int count) {
@@ -49,14 +58,8 @@ int Netio::writeb(int sock, char* buffer, int count) {
 int Netio::writen(int sock, char* buffer, int count) {
   if (!socket_usable(*this, sock)) return -1;
   if (count <= 0) return 0;
-  const bool pause = count >= kPieceBytes;
-  int done = 0;
-  while (done < count) {
-    const size_t ask = static_cast<size_t>(std::min(count - done, kPieceBytes));
-    const ssize_t put = restarted(restart, true, [&] { return write(sock, buffer + done, ask); });
-    if (put < 0) return -1;
-    done += static_cast<int>(put);
-    if (pause) nanosleep(&kPieceWritePause, nullptr);
-  }
-  return count;
+  // A write that moves nothing is a failure, so a count comes back whole or not at all.
+  return move_in_pieces(count, count >= kPieceBytes, [&](int offset, size_t piece) {
+    return restarted(restart, true, [&] { return write(sock, buffer + offset, piece); });
+  });
 }

@@ -23,9 +23,8 @@ TEST(Readn, DeliversWholeCountsOrWhatCameBeforeTheEnd) {
                {0, 10, 0},    {10, 0, 0},      {10, -5, 0}};
   for (const auto& c : cases) {
     Netio io;
-    Loopback link;
     const std::string sent = q7test::pattern(c.sent, 7);
-    Peer peer(link.release_theirs(), [&](int fd) { EXPECT_TRUE(q7test::send_all(fd, sent)); });
+    const q7test::Incoming link(sent);
     std::vector<char> buffer(c.sent + 8, '#');
     EXPECT_EQ(io.readn(link.ours(), buffer.data(), c.asked), c.result) << c.sent << "/" << c.asked;
     EXPECT_EQ(std::string(buffer.data(), static_cast<size_t>(c.result)), sent.substr(0, c.result));
@@ -38,14 +37,10 @@ TEST(Readn, DeliversWholeCountsOrWhatCameBeforeTheEnd) {
 TEST(Writen, SendsWholeCountsInPiecesAndNothingForNone) {
   for (const size_t count : {size_t{0}, size_t{1}, size_t{65535}, size_t{65536}, size_t{1000003}}) {
     Netio io;
-    Loopback link;
-    std::string received;
-    Peer peer(link.release_theirs(), [&](int fd) { received = q7test::receive_to_end(fd); });
     std::string sent = q7test::pattern(count, 11);
-    EXPECT_EQ(io.writen(link.ours(), sent.data(), static_cast<int>(count)),
-              static_cast<int>(count));
-    shutdown(link.ours(), SHUT_WR);
-    peer.join();
+    const std::string received = q7test::bytes_sent_by([&](int fd) {
+      EXPECT_EQ(io.writen(fd, sent.data(), static_cast<int>(count)), static_cast<int>(count));
+    });
     EXPECT_EQ(received, sent) << count;
   }
 }

@@ -26,15 +26,11 @@ TEST(RecordWriten, SendsTheLengthPayloadAndZerosAsWholeEncipheredBlocks) {
   } cases[] = {{0, 0}, {1, 8}, {4, 8}, {5, 16}, {12, 16}, {13, 24}, {200000, 200008}};
   for (const auto& c : cases) {
     Netio_x io;
-    Loopback link;
-    std::string wire;
-    Peer peer(link.release_theirs(), [&](int fd) { wire = q7test::receive_to_end(fd); });
-    auto record = keyed_record(io, link.ours());
     std::string payload = q7test::pattern(c.count, 3);
-    EXPECT_EQ(io.writen(record.get(), payload.data(), static_cast<int>(c.count)),
-              static_cast<int>(c.count));
-    shutdown(link.ours(), SHUT_WR);
-    peer.join();
+    const std::string wire = q7test::bytes_sent_by([&](int fd) {
+      EXPECT_EQ(io.writen(keyed_record(io, fd).get(), payload.data(), static_cast<int>(c.count)),
+                static_cast<int>(c.count));
+    });
     EXPECT_EQ(wire.size(), c.wire) << c.count;
     EXPECT_EQ(wire, c.count > 0 ? sealed(payload) : "") << c.count;
   }
@@ -42,16 +38,13 @@ TEST(RecordWriten, SendsTheLengthPayloadAndZerosAsWholeEncipheredBlocks) {
 
 TEST(RecordWriten, EveryRecordStartsFromTheSameIv) {
   Netio_x io;
-  Loopback link;
-  std::string wire;
-  Peer peer(link.release_theirs(), [&](int fd) { wire = q7test::receive_to_end(fd); });
-  auto record = keyed_record(io, link.ours());
   char first[] = "same start, then one end";
   char second[] = "same start, then another";
-  io.writen(record.get(), first, 24);
-  io.writen(record.get(), second, 24);
-  shutdown(link.ours(), SHUT_WR);
-  peer.join();
+  const std::string wire = q7test::bytes_sent_by([&](int fd) {
+    auto record = keyed_record(io, fd);
+    io.writen(record.get(), first, 24);
+    io.writen(record.get(), second, 24);
+  });
   ASSERT_EQ(wire.size(), 64u);
   EXPECT_EQ(wire.substr(0, 8), wire.substr(32, 8)) << "equal first blocks under one key";
   EXPECT_NE(wire.substr(24, 8), wire.substr(56, 8));
@@ -94,11 +87,10 @@ TEST(RecordReadn, DeliversEachPayloadUpToTheRoomAndConsumesWholeRecords) {
                {300000, 300000, 300000},
                {300000, 100, 100}};
   Netio_x io;
-  Loopback link;
   std::string wire;
   for (const auto& c : cases) wire += sealed(q7test::pattern(c.count, 5)) + sealed("next");
   wire += sealed("", 0);
-  Peer peer(link.release_theirs(), [&](int fd) { q7test::send_all(fd, wire); });
+  const q7test::Incoming link(wire);
   auto record = keyed_record(io, link.ours());
   for (const auto& c : cases) {
     std::vector<char> buffer(static_cast<size_t>(c.room) + 1, '#');

@@ -14,7 +14,6 @@
 namespace {
 
 using q7test::Loopback;
-using q7test::Peer;
 
 struct Line {
   int result;
@@ -25,8 +24,7 @@ struct Line {
 // it returns 0 or less; the last entry is that result. The buffer starts as "#".
 std::vector<Line> lines(const std::string& input, int size, bool strip) {
   Netio io;
-  Loopback link;
-  Peer peer(link.release_theirs(), [&](int fd) { q7test::send_all(fd, input); });
+  const q7test::Incoming link(input);
   std::vector<Line> found;
   for (int guard = 0; guard <= static_cast<int>(input.size()) + 1; ++guard) {
     std::vector<char> buffer(static_cast<size_t>(size) + 2, '\0');
@@ -69,8 +67,7 @@ TEST(Getstring, CountsNewlinesTerminatorsAndFullBuffers) {
 
 TEST(Getstring, LeavesTheBytesBehindTheNewlineToTheNextReader) {
   Netio io;
-  Loopback link;
-  Peer peer(link.release_theirs(), [](int fd) { q7test::send_all(fd, "key line\nRECORD"); });
+  const q7test::Incoming link("key line\nRECORD");
   char line[80];
   EXPECT_EQ(io.getstring_strip(link.ours(), line, sizeof line), 8);
   char rest[6];
@@ -91,19 +88,15 @@ TEST(Putstring, SendsTextWithoutTerminatorAndCutsTrailingNewlinesToOne) {
                {"abc\n\n", false, 5, "abc\n\n"}, {"", false, 0, ""}};
   for (const auto& c : cases) {
     Netio io;
-    Loopback link;
-    std::string wire;
-    Peer peer(link.release_theirs(), [&](int fd) { wire = q7test::receive_to_end(fd); });
     std::string text = c.text;
-    EXPECT_EQ(c.strip ? io.putstring_strip(link.ours(), text.data())
-                      : io.putstring(link.ours(), text.data()),
-              c.result)
-        << c.text;
+    const std::string wire = q7test::bytes_sent_by([&](int fd) {
+      EXPECT_EQ(c.strip ? io.putstring_strip(fd, text.data()) : io.putstring(fd, text.data()),
+                c.result)
+          << c.text;
+      EXPECT_EQ(io.putstring(fd, nullptr), -1);
+      EXPECT_EQ(io.putstring_strip(fd, nullptr), -1);
+    });
     EXPECT_EQ(text, c.text) << "the caller's text stays as it was";
-    EXPECT_EQ(io.putstring(link.ours(), nullptr), -1);
-    EXPECT_EQ(io.putstring_strip(link.ours(), nullptr), -1);
-    shutdown(link.ours(), SHUT_WR);
-    peer.join();
     EXPECT_EQ(wire, c.wire) << c.text;
   }
 }

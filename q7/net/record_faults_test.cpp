@@ -14,8 +14,6 @@
 namespace {
 
 using q7test::keyed_record;
-using q7test::Loopback;
-using q7test::Peer;
 using q7test::sealed;
 
 // What the reader may hold for `sent` bytes: twice what came, one piece ahead and its start.
@@ -32,8 +30,7 @@ struct Reading {
 // or a failure, with room for `room` bytes each.
 Reading read_all(const std::string& bytes, int room) {
   Netio_x io;
-  Loopback link;
-  Peer peer(link.release_theirs(), [&](int fd) { q7test::send_all(fd, bytes); });
+  const q7test::Incoming link(bytes);
   auto record = keyed_record(io, link.ours());
   Reading reading;
   std::vector<char> buffer(static_cast<size_t>(room));

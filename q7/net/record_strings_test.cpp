@@ -17,7 +17,6 @@ namespace {
 
 using q7test::keyed_record;
 using q7test::Loopback;
-using q7test::Peer;
 using q7test::sealed;
 
 TEST(RecordPutstring, SendsTheTextAndItsTerminatorAsOneRecord) {
@@ -33,38 +32,34 @@ TEST(RecordPutstring, SendsTheTextAndItsTerminatorAsOneRecord) {
                {"no newline", true, 11, std::string("no newline\0", 11)}};
   for (const auto& c : cases) {
     Netio_x io;
-    Loopback link;
-    std::string wire;
-    Peer peer(link.release_theirs(), [&](int fd) { wire = q7test::receive_to_end(fd); });
-    auto record = keyed_record(io, link.ours());
     std::string text = c.text;
-    EXPECT_EQ(c.strip ? io.putstring_strip(record.get(), text.data())
-                      : io.putstring(record.get(), text.data()),
-              c.result)
-        << c.text;
+    const std::string wire = q7test::bytes_sent_by([&](int fd) {
+      auto record = keyed_record(io, fd);
+      EXPECT_EQ(c.strip ? io.putstring_strip(record.get(), text.data())
+                        : io.putstring(record.get(), text.data()),
+                c.result)
+          << c.text;
+      EXPECT_EQ(io.putstring(record.get(), nullptr), -1);
+      EXPECT_EQ(io.putstring_strip(record.get(), nullptr), -1);
+    });
     EXPECT_EQ(text, c.text) << "the caller's text stays";
-    EXPECT_EQ(io.putstring(record.get(), nullptr), -1);
-    EXPECT_EQ(io.putstring_strip(record.get(), nullptr), -1);
-    shutdown(link.ours(), SHUT_WR);
-    peer.join();
     EXPECT_EQ(wire, sealed(c.payload)) << c.text;
   }
 }
 
 TEST(RecordPutstring, KeepsItsScratchCopyForTheNextText) {
   Netio_x io;
-  Loopback link;
-  Peer peer(link.release_theirs(), [](int fd) { q7test::receive_to_end(fd); });
-  auto record = keyed_record(io, link.ours());
   char longer[] = "a longer text\n";
   char shorter[] = "short";
-  io.putstring_strip(record.get(), longer);
-  char* scratch = record->text_buf;
-  EXPECT_EQ(record->text_size, 15);
-  io.putstring_strip(record.get(), shorter);
-  EXPECT_EQ(record->text_buf, scratch);
-  EXPECT_EQ(record->text_size, 15);
-  shutdown(link.ours(), SHUT_WR);
+  q7test::bytes_sent_by([&](int fd) {
+    auto record = keyed_record(io, fd);
+    io.putstring_strip(record.get(), longer);
+    char* scratch = record->text_buf;
+    EXPECT_EQ(record->text_size, 15);
+    io.putstring_strip(record.get(), shorter);
+    EXPECT_EQ(record->text_buf, scratch);
+    EXPECT_EQ(record->text_size, 15);
+  });
 }
 
 TEST(RecordGetstring, AddsATerminatorWhenThePayloadLacksOneAndCutsANewline) {
@@ -86,8 +81,7 @@ TEST(RecordGetstring, AddsATerminatorWhenThePayloadLacksOneAndCutsANewline) {
   };
   for (const auto& c : cases) {
     Netio_x io;
-    Loopback link;
-    Peer peer(link.release_theirs(), [&](int fd) { q7test::send_all(fd, sealed(c.payload)); });
+    const q7test::Incoming link(sealed(c.payload));
     auto record = keyed_record(io, link.ours());
     std::vector<char> buffer(static_cast<size_t>(c.size), '#');
     EXPECT_EQ(c.strip ? io.getstring_strip(record.get(), buffer.data(), c.size)

@@ -8,6 +8,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -75,13 +76,8 @@ class PythonPeer {
   std::thread thread_;
 };
 
-TEST(WirePeer, PlainLinesNumbersAndBytes) {
-  SKIP_WITHOUT_PYTHON3();
-  const Listener listener;
-  PythonPeer peer(listener, "plain");
-  UniqueFd link(listener.accept_one());
-  ASSERT_TRUE(link);
-  const int sock = link.get();
+// Our side of the "plain" scenario.
+void plain_conversation(int sock) {
   Netio io;
   char line[80];
   EXPECT_EQ(io.getstring_strip(sock, line, sizeof line), 5);
@@ -115,19 +111,12 @@ TEST(WirePeer, PlainLinesNumbersAndBytes) {
   EXPECT_EQ(io.getstring(sock, line, sizeof line), 5);
   EXPECT_STREQ(line, "tail");
   EXPECT_EQ(io.getstring(sock, line, sizeof line), 0);
-  link = UniqueFd();
-  const auto& result = peer.finish();
-  EXPECT_TRUE(result.exited_with(0)) << describe(result);
 }
 
-TEST(WirePeer, EncryptedRecordsBothWays) {
-  SKIP_WITHOUT_PYTHON3();
-  const Listener listener;
-  PythonPeer peer(listener, "records");
-  UniqueFd link(listener.accept_one());
-  ASSERT_TRUE(link);
+// Our side of the "records" scenario.
+void record_conversation(int sock) {
   Netio_x io;
-  auto record = keyed_record(io, link.get());
+  auto record = keyed_record(io, sock);
   std::string buffer(80000, '\0');
   for (const size_t size : {1, 4, 5, 12, 13, 70000}) {
     EXPECT_EQ(io.readn(record.get(), buffer.data(), 80000), static_cast<int>(size));
@@ -154,56 +143,73 @@ TEST(WirePeer, EncryptedRecordsBothWays) {
   EXPECT_EQ(io.putstring(record.get(), empty), 1);
   EXPECT_EQ(io.readn(record.get(), buffer.data(), 80000), 0) << "2^31 - 12 claimed, none sent";
   EXPECT_LE(record->buf_size, 2 * 80000 + 2 * 65536 + 32);
-  link = UniqueFd();
+}
+
+// Plays the peer's `scenario` against `converse`, which gets our end of the connection; the
+// peer must find every byte as it expects.
+void converse_with_peer(const char* scenario, const std::function<void(int sock)>& converse) {
+  const Listener listener;
+  PythonPeer peer(listener, scenario);
+  {
+    UniqueFd link(listener.accept_one());
+    ASSERT_TRUE(link) << "the peer did not connect";
+    converse(link.get());
+  }
   const auto& result = peer.finish();
   EXPECT_TRUE(result.exited_with(0)) << describe(result);
+}
+
+TEST(WirePeer, PlainLinesNumbersAndBytes) {
+  SKIP_WITHOUT_PYTHON3();
+  converse_with_peer("plain", plain_conversation);
+}
+
+TEST(WirePeer, EncryptedRecordsBothWays) {
+  SKIP_WITHOUT_PYTHON3();
+  converse_with_peer("records", record_conversation);
 }
 
 // The standard output is process-wide: the reading side runs in a child.
 TEST(WirePeer, TheDiagnosticShowsTheLengthOfARecordFromTheOtherByteOrder) {
   SKIP_WITHOUT_PYTHON3();
-  const Listener listener;
-  PythonPeer peer(listener, "other-order");
-  const auto reader = q7test::run_in_child([&listener] {
-    UniqueFd link(listener.accept_one());
-    Netio_x io;
-    auto record = keyed_record(io, link.get());
-    char buffer[64];
-    (void)io.readn(record.get(), buffer, sizeof buffer);
-    // The diagnostic takes the cipher's IV as it stands; readn left the chain's there.
-    record->cipher->set_iv(q7test::kRecordIvWords);
-    unsigned int block[2];
-    unsigned int iv[2];
-    memcpy(block, record->cipher_buf, sizeof block);
-    record->cipher->get_iv(iv);
-    io.decrypt_try_exhaustive(record.get());
-    unsigned int key[8];
-    unsigned int iv_after[2];
-    record->cipher->get_key(key);
-    record->cipher->get_iv(iv_after);
-    q7test::require_in_child(memcmp(key, q7test::kRecordKey, sizeof key) == 0, 3);
-    q7test::require_in_child(memcmp(iv, iv_after, sizeof iv) == 0, 4);
-    q7test::require_in_child(memcmp(block, record->cipher_buf, sizeof block) == 0, 5);
-    io.decrypt_try_exhaustive(nullptr);
-  });
-  EXPECT_TRUE(reader.exited_with(0)) << describe(reader);
-  std::string lines = "\\+{9}\n";
-  for (const char* key : {"0", "1"}) {
-    for (const char* iv : {"0", "1"}) {
-      for (const char* crypt : {"0", "1"}) {
-        for (const char* plain : {"0", "1"}) {
-          lines += std::string("sw_key:") + key + " sw_iv:" + iv + " sw_crypt:" + crypt +
-                   " sw_plain:" + plain + " result:-?[0-9]+\n";
+  converse_with_peer("other-order", [](int sock) {
+    const auto reader = q7test::run_in_child([sock] {
+      Netio_x io;
+      auto record = keyed_record(io, sock);
+      char buffer[64];
+      (void)io.readn(record.get(), buffer, sizeof buffer);
+      // The diagnostic takes the cipher's IV as it stands; readn left the chain's there.
+      record->cipher->set_iv(q7test::kRecordIvWords);
+      unsigned int block[2];
+      memcpy(block, record->cipher_buf, sizeof block);
+      io.decrypt_try_exhaustive(record.get());
+      unsigned int key[8];
+      unsigned int iv[2];
+      record->cipher->get_key(key);
+      record->cipher->get_iv(iv);
+      q7test::require_in_child(memcmp(key, q7test::kRecordKey, sizeof key) == 0, 3);
+      q7test::require_in_child(memcmp(iv, q7test::kRecordIvWords, sizeof iv) == 0, 4);
+      q7test::require_in_child(memcmp(block, record->cipher_buf, sizeof block) == 0, 5);
+      io.decrypt_try_exhaustive(nullptr);
+    });
+    EXPECT_TRUE(reader.exited_with(0)) << describe(reader);
+    std::string lines = "\\+{9}\n";
+    for (const char* key : {"0", "1"}) {
+      for (const char* iv : {"0", "1"}) {
+        for (const char* crypt : {"0", "1"}) {
+          for (const char* plain : {"0", "1"}) {
+            lines += std::string("sw_key:") + key + " sw_iv:" + iv + " sw_crypt:" + crypt +
+                     " sw_plain:" + plain + " result:-?[0-9]+\n";
+          }
         }
       }
     }
-  }
-  lines += "\\+{9}\n";
-  EXPECT_THAT(reader.out, testing::MatchesRegex(lines));
-  EXPECT_THAT(reader.out, testing::HasSubstr("sw_key:0 sw_iv:0 sw_crypt:1 sw_plain:0 result:20\n"))
-      << "the peer's words reversed give its length";
-  const auto& result = peer.finish();
-  EXPECT_TRUE(result.exited_with(0)) << describe(result);
+    lines += "\\+{9}\n";
+    EXPECT_THAT(reader.out, testing::MatchesRegex(lines));
+    EXPECT_THAT(reader.out,
+                testing::HasSubstr("sw_key:0 sw_iv:0 sw_crypt:1 sw_plain:0 result:20\n"))
+        << "the peer's words reversed give its length";
+  });
 }
 
 }  // namespace

@@ -96,6 +96,9 @@ void Peer::join() {
   if (thread_.joinable()) thread_.join();
 }
 
+Incoming::Incoming(std::string bytes)
+    : peer_(link_.release_theirs(), [bytes = std::move(bytes)](int fd) { send_all(fd, bytes); }) {}
+
 bool send_all(int fd, const std::string& bytes) {
   size_t done = 0;
   while (done < bytes.size()) {
@@ -125,6 +128,16 @@ std::string receive_to_end(int fd) {
   while ((got = recv(fd, piece, sizeof piece, 0)) > 0)
     bytes.append(piece, static_cast<size_t>(got));
   return bytes;
+}
+
+std::string bytes_sent_by(const std::function<void(int fd)>& send) {
+  Loopback link;
+  std::string received;
+  Peer peer(link.release_theirs(), [&received](int fd) { received = receive_to_end(fd); });
+  send(link.ours());
+  shutdown(link.ours(), SHUT_WR);
+  peer.join();
+  return received;
 }
 
 std::string pattern(size_t count, int step) {

@@ -68,12 +68,29 @@ class Peer {
   std::thread thread_;
 };
 
+// A connection whose other end sends `bytes` from a Peer and then closes: ours() delivers
+// them and then the end of the stream.
+class Incoming {
+ public:
+  explicit Incoming(std::string bytes);
+
+  int ours() const { return link_.ours(); }
+
+ private:
+  Loopback link_;
+  Peer peer_;
+};
+
 // Sends all of `bytes`. False when the peer went away or the send timed out.
 bool send_all(int fd, const std::string& bytes);
 // Receives `count` bytes, or fewer when the stream ends or a receive times out.
 std::string receive_exactly(int fd, size_t count);
 // Receives until the end of the stream (or a time-out).
 std::string receive_to_end(int fd);
+
+// Runs `send` with our end of a fresh connection, then closes that end's sending side, and
+// returns every byte that arrived at the other end (read there by a Peer meanwhile).
+std::string bytes_sent_by(const std::function<void(int fd)>& send);
 
 // `count` bytes of a pattern that `step` varies, whose period (251) no piece size divides,
 // so a piece lost or repeated shows.
