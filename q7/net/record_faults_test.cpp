@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -35,6 +36,7 @@ Reading read_all(const std::string& bytes, int room) {
   Reading reading;
   std::vector<char> buffer(static_cast<size_t>(room));
   for (int guard = 0; guard <= static_cast<int>(bytes.size()); ++guard) {
+    std::fill(buffer.begin(), buffer.end(), '#');
     const int got = io.readn(record.get(), buffer.data(), room);
     reading.results.push_back(got);
     if (got <= 0) break;

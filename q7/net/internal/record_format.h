@@ -11,9 +11,9 @@ inline constexpr int kRecordBlockBytes = 8;
 // from one record to the next.
 inline constexpr unsigned int kRecordIv[2] = {0x6b2d90e4, 0x1c58f7a3};
 
-// The record's size T for a payload of `length` bytes: the length word, the payload and
-// zero fill to whole blocks, always at least one byte of fill. Counted in 64 bits, so
-// that a hostile length shows as a size beyond int rather than wrapping.
+// The record's size T for a payload of `length` bytes: the length word and the payload,
+// zero-filled to whole blocks. Counted in 64 bits, so that a hostile length shows as a size
+// beyond int rather than wrapping.
 [[nodiscard]] constexpr int64_t record_bytes(uint32_t length) {
   return kRecordBlockBytes * ((static_cast<int64_t>(length) + 3) / kRecordBlockBytes + 1);
 }
