@@ -64,11 +64,11 @@ class Netio_x : public Netio {
   // for a record without cipher, a negative `room` and a null `buffer` with `room` above 0
   // (the last three reading nothing).
   //
-  // The buffers grow as the record's bytes arrive, never ahead of them by more than what
-  // has arrived plus 64 KiB, so a peer cannot make the record hold memory it has not sent
-  // by claiming a length. A record cut short by the end of the stream is deciphered as far
-  // as it came and its length word decides the result; every byte that never arrived
-  // reads as zero (in the length word too, when the stream ends inside it), so the result
+  // The buffers grow as the record's bytes arrive, at least twofold at a time but to no
+  // more than twice what has arrived plus 128 KiB, so a peer cannot make the record hold
+  // memory it has not sent by claiming a length. A record cut short by the end of the stream is
+  // deciphered as far as it came and its length word decides the result; every byte that never
+  // arrived reads as zero (in the length word too, when the stream ends inside it), so the result
   // never depends on what the buffers held before.
   int readn(tagSOCKETXS* record, char* buffer, int room);
   // Traces "Netio_x::putstring():\"%s\"\n", then sends the text and its terminator as one

@@ -209,6 +209,9 @@ TEST(WirePeer, TheDiagnosticShowsTheLengthOfARecordFromTheOtherByteOrder) {
     EXPECT_THAT(reader.out,
                 testing::HasSubstr("sw_key:0 sw_iv:0 sw_crypt:1 sw_plain:0 result:20\n"))
         << "the peer's words reversed give its length";
+    EXPECT_THAT(reader.out,
+                testing::HasSubstr("sw_key:0 sw_iv:0 sw_crypt:1 sw_plain:1 result:335544320\n"))
+        << "and reversed once more, 0x14000000";
   });
 }
 
