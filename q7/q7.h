@@ -2,8 +2,8 @@
 //
 // This umbrella header declares the whole public API. Conventions that hold throughout:
 // - Every name is in the global namespace, lower case with a prefix by subsystem: q7_
-//   (message log), q7mp_ (threads, parallel execution, system queries), q7os_, file_,
-//   file_name_, flist_, watch_; classes carry the prefix or a plain name.
+//   (message log), q7mp_ (threads, parallel execution, system queries), watch_ (the
+//   directory watcher); classes carry the prefix or a plain name.
 // - No exception ever leaves q7. Failures are results: -1, 0, false or null.
 // - Text results are one of three kinds, and each declaration says which: a pointer into
 //   the caller's own argument; a static buffer that the next call overwrites (not
@@ -14,6 +14,7 @@
 #pragma once
 
 #include "q7/cipher/gost.h"
+#include "q7/files/utils.h"
 #include "q7/log/console.h"
 #include "q7/log/message_log.h"
 #include "q7/mp/clock.h"

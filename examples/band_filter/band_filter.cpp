@@ -46,7 +46,8 @@ std::string default_output(const std::string& input) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  q7_notify(3, "band_filter: a 3x3 box filter over bands of image lines");
+  q7_notify_set_facility("band_filter");
+  q7_notify(3, "a 3x3 box filter over bands of image lines");
   q7mp_scheduler_setup(1);
 
   Image source;

@@ -11,9 +11,9 @@
 
 #include "q7/internal/lazy_handle.h"
 #include "q7/internal/scoped_lock.h"
+#include "q7/internal/signal_log.h"
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/internal/line_format.h"
-#include "q7/log/internal/signal_log.h"
 #include "q7/mp/clock.h"
 #include "q7/mp/sync.h"
 
@@ -43,6 +43,15 @@ enum class Call { kNotify, kTrace, kMsg, kMsgcont };
 __attribute__((tls_model("initial-exec"))) thread_local int log_locks_held = 0;
 
 std::atomic_ref<int32_t> atomic(int32_t& value) { return std::atomic_ref<int32_t>(value); }
+
+// The stream is given a default outside the lock (a filtered q7_notify does so), so every
+// read and write of it is atomic.
+std::atomic_ref<FILE*> stream_of(q7MessageLog& log) { return std::atomic_ref<FILE*>(log.stream); }
+
+void default_to_stderr(q7MessageLog& log) {
+  FILE* none = nullptr;
+  stream_of(log).compare_exchange_strong(none, stderr, std::memory_order_acq_rel);
+}
 
 void* make_plain_mutex() { return q7mp_new_mutex(0); }
 
@@ -99,6 +108,9 @@ int line_kind(q7MessageLog& log, Call call, int level, int current) {
 int print_kind(q7MessageLog& log, Call call, int level) {
   const int current = atomic(log.level).load(std::memory_order_relaxed);
   if (current < 0) return -1;
+  // q7_notify gives the log its stream before its level test, the other calls only once
+  // theirs has passed (in print_message).
+  if (call == Call::kNotify) default_to_stderr(log);
   return line_kind(log, call, level, current);
 }
 
@@ -161,14 +173,15 @@ size_t format_line(q7MessageLog& log, int kind, const char* text, size_t length,
 // Prints the first `length` characters of the log's message as a line of `kind`; the
 // work of q7_msg_print.
 int print_message(q7MessageLog& log, int kind, size_t length) {
-  if (log.stream == nullptr) log.stream = stderr;
+  default_to_stderr(log);
+  FILE* const stream = stream_of(log).load(std::memory_order_acquire);
   length = end_with_newline(log.message, length, sizeof log.message);
   char line[kLineSize];
   const size_t line_length =
       format_line(log, kind < 0 ? 0 : kind, log.message, length, line, sizeof line);
-  fwrite(line, 1, line_length, log.stream);
+  fwrite(line, 1, line_length, stream);
   if (kind >= kUntimed) return static_cast<int>(line_length);
-  return fflush(log.stream);
+  return fflush(stream);
 }
 
 // Prints one line through `log` when its level test passes: `fill` writes the message
@@ -191,7 +204,11 @@ void log_member(q7MessageLog& log, Call call, int level, const char* format, va_
 // The plain functions format into msg_buffer under msg_lock, then hand the text to the
 // default logger as it stands.
 void log_default(Call call, int level, const char* format, va_list args) {
-  // Nothing is formatted for a message the level keeps quiet.
+  // msg_lock comes with the first call while the log is on, whether that call prints or not;
+  // nothing is formatted for a message the level keeps quiet.
+  if (atomic(defaultLogger.level).load(std::memory_order_relaxed) >= 0) {
+    (void)ensure_mutex(msg_lock);
+  }
   if (print_kind(defaultLogger, call, level) < 0) return;
   LogLock lock(ensure_mutex(msg_lock));
   const size_t length =
@@ -235,7 +252,7 @@ int q7MessageLog::q7_msg_print(int kind) {
 void q7MessageLog::q7_notify_setlevel(int new_level) {
   atomic(level).store(new_level, std::memory_order_relaxed);
   if (new_level != -1) return;
-  stream = nullptr;
+  stream_of(*this).store(nullptr, std::memory_order_release);
   forget_handle(lock, q7mp_delete_mutex);
 }
 
@@ -249,11 +266,13 @@ int q7MessageLog::q7_notify_set_facility(const char* name) {
   return static_cast<int>(strlen(facility));
 }
 
-bool q7MessageLog::q7_have_logfile() { return stream != nullptr && facility_set; }
+bool q7MessageLog::q7_have_logfile() {
+  return stream_of(*this).load(std::memory_order_acquire) != nullptr && facility_set;
+}
 
 void q7MessageLog::setFile(FILE* new_stream) {
   LogLock held(ensure_mutex(lock));
-  stream = new_stream;
+  stream_of(*this).store(new_stream, std::memory_order_release);
 }
 
 void q7_notify(int level, const char* format, ...) {
@@ -302,7 +321,8 @@ void notify_from_signal(int level, const char* text) {
   format_line(log, kind, message, length, line, sizeof line);
   // A stream without a descriptor of its own (fopencookie, fmemopen) cannot be written
   // around its lock; the line goes to standard error instead.
-  const int fd = fileno(log.stream == nullptr ? stderr : log.stream);
+  FILE* const stream = stream_of(log).load(std::memory_order_acquire);
+  const int fd = fileno(stream == nullptr ? stderr : stream);
   write_fd(fd < 0 ? STDERR_FILENO : fd, line);
 }
 

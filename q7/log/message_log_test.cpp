@@ -1,5 +1,5 @@
-// Tests of the message log (levels, line formats exactly as printf makes them, time of
-// day, facility, threads) and of Console.
+// Tests of the message log: levels, the stream rule, whole lines, time of day, facility,
+// the plain functions and threads.
 #include "q7/log/message_log.h"
 
 #include <gmock/gmock.h>
@@ -14,8 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include "q7/log/console.h"
-#include "q7/log/internal/line_format.h"
 #include "q7/mp/clock.h"
 #include "tests/support/child_process.h"
 
@@ -67,6 +65,41 @@ TEST(MessageLog, LevelDecidesWhatPrints) {
     EXPECT_THAT(log.text(), MatchesRegex(line))
         << "current=" << c.current << " call=" << c.call << " level=" << c.level;
   }
+}
+
+// q7_notify gives a log its stream before its level test; the other calls only once their
+// own test has passed.
+TEST(MessageLog, OnlyNotifyTakesStandardErrorBeforeItsLevelTest) {
+  const struct {
+    int current;
+    void (*call)(q7MessageLog&);
+    const char* name;
+    bool stream_set;
+  } cases[] = {
+      {3, [](q7MessageLog& log) { log.q7_notify(4, "filtered"); }, "notify 4", true},
+      {3, [](q7MessageLog& log) { log.q7_notify(0, "never printed"); }, "notify 0", true},
+      {-1, [](q7MessageLog& log) { log.q7_notify(1, "off"); }, "notify when off", false},
+      {3, [](q7MessageLog& log) { log.q7_trace("filtered"); }, "trace", false},
+      {2, [](q7MessageLog& log) { log.q7_msg("filtered"); }, "msg", false},
+      {3, [](q7MessageLog& log) { log.q7_msgcont("no notify yet"); }, "msgcont", false},
+  };
+  for (const auto& c : cases) {
+    q7MessageLog log(nullptr);
+    log.q7_notify_set_facility("render");
+    log.q7_notify_setlevel(c.current);
+    c.call(log);
+    EXPECT_EQ(log.q7_have_logfile(), c.stream_set) << c.name;
+    log.q7_notify_setlevel(-1);
+  }
+  const auto result = q7test::run_in_child([] {
+    q7_notify_set_facility("render");
+    q7_trace("filtered");
+    Q7_CHILD_CHECK(!defaultLogger.q7_have_logfile() && msg_lock != nullptr);
+    q7_notify(4, "filtered");
+    Q7_CHILD_CHECK(defaultLogger.q7_have_logfile());
+  });
+  EXPECT_TRUE(result.exited_with(0)) << describe(result);
+  EXPECT_EQ(result.err, "");
 }
 
 TEST(MessageLog, ContinuationFollowsTheLastPrintedNotify) {
@@ -133,7 +166,7 @@ TEST(DefaultLogger, PlainFunctionsPrintTheirTextAsItStands) {
     defaultLogger.setFile(tmpfile());
     q7_notify(3, "into the file");
     q7_notify_setlevel(-1);
-    q7test::require_in_child(!msg_lock && !defaultLogger.lock && !defaultLogger.stream, 3);
+    Q7_CHILD_CHECK(!msg_lock && !defaultLogger.lock && !defaultLogger.stream);
     q7_notify(1, "off");
     q7_notify_setlevel(3);
     q7_notify_set_facility("render");
@@ -167,56 +200,6 @@ TEST(MessageLog, ThreadsLoggingForTheFirstTimeAtOncePrintWholeLines) {
     EXPECT_THAT(out, MatchesRegex("(" + kTimed + "INFO : t[0-7] i[0-9]+\n)+"));
     EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 400);
   }
-}
-
-TEST(Console, WritesBothStreamsAndTheLogFileWhenThereIsOneCutToItsBuffer) {
-  const auto result = q7test::run_in_child([] {
-    q7test::require_in_child(Console::theConsole_ == nullptr, 3);
-    Console::logprintf(const_cast<char*>("no log file %d\n"), 1);
-    q7test::require_in_child(Console::theConsole_ != nullptr, 4);
-    defaultLogger.setFile(stdout);
-    Console::logprintf(const_cast<char*>("stream but no facility\n"));
-    q7_notify_set_facility("render");
-    Console::logprintf(const_cast<char*>("into the log %s\n"), "too");
-    Console::printf(const_cast<char*>("printf only\n"));
-    Console console;
-    console.out("out text\n");
-    Console::printf(const_cast<char*>("%s"), std::string(3000, 'c').c_str());
-  });
-  ASSERT_TRUE(result.exited_with(0)) << describe(result);
-  const std::string before = "no log file 1\nstream but no facility\n";
-  const std::string after = "into the log too\nprintf only\nout text\n" + std::string(1023, 'c');
-  EXPECT_EQ(result.err, before + after);
-  // The log file is standard output.
-  EXPECT_EQ(result.out, before + "CONSOLE LOG:into the log too\n" + after);
-}
-
-TEST(LineFormat, MatchesPrintfAndIsCutToTheBuffer) {
-  // Every rounding boundary k/100 + 1/200 of the seconds and its neighbours one step either
-  // side, where a wrong rule or lost precision shows first; the smallest values; and seconds
-  // that round up to 60.00 or lie out of range, which go through printf.
-  std::vector<double> values = {0.0, 1e-300, 4.9406564584124654e-324, 59.996, 99.994, 150.5};
-  for (int k = 0; k < 6000; ++k) {
-    const double boundary = k / 100.0 + 0.005;
-    values.insert(values.end(), {boundary, nextafter(boundary, 0), nextafter(boundary, 100)});
-  }
-  for (const double seconds : values) {
-    char expected[64], line[64];
-    snprintf(expected, sizeof expected, "(r) 23:07:%05.2f WARN : x\n", seconds);
-    ASSERT_EQ(
-        q7::internal::compose_line(line, sizeof line, "(r)", 23, 7, seconds, "WARN ", "x\n", 2),
-        strlen(expected));
-    ASSERT_STREQ(line, expected) << "seconds=" << seconds;
-  }
-  long long ignored;
-  for (const double outside : {-0.001, 100.0, double{NAN}, double{INFINITY}}) {
-    EXPECT_FALSE(q7::internal::round_to_hundredths(outside, ignored)) << outside;
-  }
-  char line[12];
-  q7::internal::compose_line(line, sizeof line, "(Q7)", 0, 0, 0, nullptr, "untimed\n", 8);
-  EXPECT_STREQ(line, "(Q7)       ");
-  q7::internal::compose_line(line, sizeof line, "(Q7 LIB)", 1, 2, 3, "INFO ", "x", 1);
-  EXPECT_STREQ(line, "(Q7 LIB) 01");
 }
 
 }  // namespace

@@ -23,7 +23,6 @@ namespace {
 
 using Band = std::pair<int, int>;
 using Seen = std::map<int, std::vector<Band>>;  // by processor
-using q7test::require_in_child;
 
 // Every copy asks for its band of each of these ranges [first, last).
 constexpr Band kRanges[] = {{0, 11}, {0, 1}, {100, 200}};
@@ -41,8 +40,7 @@ void record_copy(void*, void*, void*, void*, void*, void* raw) {
   std::vector<Band> bands;
   for (const Band& range : kRanges) {
     Band band;
-    require_in_child(
-        q7mp_find_band(range.first, range.second, band.first, band.second) == q7mp_id(), 21);
+    Q7_CHILD_CHECK(q7mp_find_band(range.first, range.second, band.first, band.second) == q7mp_id());
     bands.push_back(band);
   }
   std::lock_guard<std::mutex> lock(record->mutex);
@@ -64,12 +62,12 @@ void exec(void (*function)(void*, void*, void*, void*, void*, void*), void* arg 
 
 TEST(ParallelExecution, OneProcessorRunsOnTheCallingThread) {
   const auto result = q7test::run_in_child([] {
-    require_in_child(q7mp_get_nprocs() == 1, 2);  // fixed before the layer was set up
+    Q7_CHILD_CHECK(q7mp_get_nprocs() == 1);  // fixed before the layer was set up
     q7mp_init_threads();
     Record record;
     exec(record_copy, &record);
-    require_in_child(record.bands == Seen{{0, {{0, 11}, {0, 1}, {100, 200}}}}, 3);
-    require_in_child(record.threads == std::set{pthread_self()}, 4);
+    Q7_CHILD_CHECK(record.bands == Seen{{0, {{0, 11}, {0, 1}, {100, 200}}}});
+    Q7_CHILD_CHECK(record.threads == std::set{pthread_self()});
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
 }
@@ -94,16 +92,15 @@ TEST(ParallelExecution, ProcessorsGetTheirOwnThreadsAndBandsOneExecutionAtATime)
     q7mp_set_nprocs(3);
     Record record;
     exec(record_copy, &record);
-    require_in_child(
-        record.bands == Seen{{0, {{0, 5}, {0, 1}, {100, 150}}}, {1, {{5, 11}, {1, 1}, {150, 200}}}},
-        2);
-    require_in_child(record.threads.size() == 2 && !record.threads.count(pthread_self()), 3);
+    Q7_CHILD_CHECK(record.bands ==
+                   Seen{{0, {{0, 5}, {0, 1}, {100, 150}}}, {1, {{5, 11}, {1, 1}, {150, 200}}}});
+    Q7_CHILD_CHECK(record.threads.size() == 2 && !record.threads.count(pthread_self()));
     Band outside;
-    require_in_child(img_mp_lineband(0, 11, outside.first, outside.second) == 0, 4);
-    require_in_child(outside == Band{0, 5} && num_threads == 0 && q7mp_handlers == nullptr, 5);
+    Q7_CHILD_CHECK(img_mp_lineband(0, 11, outside.first, outside.second) == 0);
+    Q7_CHILD_CHECK(outside == Band{0, 5} && num_threads == 0 && q7mp_handlers == nullptr);
     // The library form passes inclusive bands; an empty one has its last line first minus 1.
     q7mp_lib_mp_exec(nullptr, note_lines, 1, &record);
-    require_in_child(record.lines == std::multiset<Band>{{0, 0}, {1, 0}}, 6);
+    Q7_CHILD_CHECK(record.lines == std::multiset<Band>{{0, 0}, {1, 0}});
     // Executions from two threads at once take turns; one started by a processor function
     // runs on that processor's thread.
     const auto many = [] {
@@ -112,10 +109,10 @@ TEST(ParallelExecution, ProcessorsGetTheirOwnThreadsAndBandsOneExecutionAtATime)
     std::thread other(many);
     many();
     other.join();
-    require_in_child(most_copies_running == 2, 7);
+    Q7_CHILD_CHECK(most_copies_running == 2);
     Record again;
     exec(nested, &again);
-    require_in_child(again.bands == record.bands && again.threads.size() == 2, 8);
+    Q7_CHILD_CHECK(again.bands == record.bands && again.threads.size() == 2);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_THAT(result.err,

@@ -9,6 +9,7 @@
 
 #include <atomic>
 
+#include "q7/internal/cancelled_cleanup.h"
 #include "q7/internal/scoped_lock.h"
 #include "q7/internal/signal_safe_write.h"
 #include "q7/log/message_log.h"
@@ -70,8 +71,10 @@ void erase_entry(int index) {
 
 void mark_ended(void* id) {
   ScopedLock table(&table_guard);
+  q7::internal::cleanup_took_lock(&table_guard);
   const int index = find_entry(*static_cast<int32_t*>(id));
   if (index >= 0) running[index] = false;
+  q7::internal::cleanup_gives_up_lock(&table_guard);
 }
 
 // Start routine of every library thread: runs the caller's function and records the end

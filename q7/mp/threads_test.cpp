@@ -18,7 +18,6 @@
 
 namespace {
 
-using q7test::require_in_child;
 using ::testing::HasSubstr;
 
 // Library threads in these tests post `started`, wait for `release`, note their own id, take
@@ -50,9 +49,12 @@ void run_on(void* worker, void*, void*, void*, void*, void*) {
   pause();
 }
 
+// The table is changed under q7mp_data_lock, so the tests read it under that lock too.
 std::vector<int> table_ids() {
+  q7mp_get_mutex(q7mp_data_lock);
   std::vector<int> ids;
   for (int i = 0; i < num_threads; ++i) ids.push_back(thread_ids[i].id);
+  q7mp_release_mutex(q7mp_data_lock);
   return ids;
 }
 
@@ -60,13 +62,13 @@ TEST(ThreadTable, HoldsThirtyTwoThreadsUntilOneLeaves) {
   const auto result = q7test::run_in_child([] {
     q7_notify_setlevel(5);
     Worker worker;
-    for (int i = 0; i < 32; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 2);
-    require_in_child(q7mp_start_thread(work, &worker) == -1, 3);
+    for (int i = 0; i < 32; ++i) Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4096 + i);
+    Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == -1);
     q7mp_post_sema(worker.release);
     // Each thread posts once as it starts, and the released one once more after leaving.
     for (int i = 0; i < 33; ++i) q7mp_wait_sema(worker.started);
-    require_in_child(num_threads == 31 && worker.seen_id >= 4096, 4);
-    require_in_child(q7mp_start_thread(work, &worker) == 4128 && num_threads == 32, 5);
+    Q7_CHILD_CHECK(table_ids().size() == 31 && worker.seen_id >= 4096);
+    Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4128 && table_ids().size() == 32);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_THAT(result.err, HasSubstr("TRACE: Created thread id = 4096, create_calls=1\n"));
@@ -77,19 +79,19 @@ TEST(ThreadTable, HoldsThirtyTwoThreadsUntilOneLeaves) {
 TEST(ThreadLayer, SetsUpOnceKillingKeepsTheOrderAndCloseCancelsEveryThread) {
   Q7_SKIP_WHERE_CANCELLATION_IS_UNTRACKED();
   const auto result = q7test::run_in_child([] {
-    require_in_child(q7mp_numcpu == 1 && pthreads_initialized == 0 && q7mp_threadid() == -1, 2);
+    Q7_CHILD_CHECK(q7mp_numcpu == 1 && pthreads_initialized == 0 && q7mp_threadid() == -1);
     q7mp_init_threads();
     void* data_lock = q7mp_data_lock;
     q7mp_init_threads();
-    require_in_child(q7mp_data_lock == data_lock && q7mp_numcpu == get_nprocs(), 3);
+    Q7_CHILD_CHECK(q7mp_data_lock == data_lock && q7mp_numcpu == get_nprocs());
     Worker worker;
-    for (int i = 0; i < 4; ++i) require_in_child(q7mp_start_thread(work, &worker) == 4096 + i, 4);
+    for (int i = 0; i < 4; ++i) Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4096 + i);
     for (int i = 0; i < 4; ++i) q7mp_wait_sema(worker.started);
     q7mp_kill_thread(4097);
     q7mp_kill_thread(4242);
     q7mp_wait_sema(worker.cancelled);
-    require_in_child(table_ids() == std::vector<int>{4096, 4098, 4099}, 5);
-    require_in_child(q7mp_start_thread(work, &worker) == 4100 && create_calls == 5, 6);
+    Q7_CHILD_CHECK(table_ids() == std::vector<int>{4096, 4098, 4099});
+    Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4100 && create_calls == 5);
     // Close also cancels the processors of a running execution, which then returns.
     q7mp_set_nprocs(2);
     std::thread execution([&worker] {
@@ -100,10 +102,10 @@ TEST(ThreadLayer, SetsUpOnceKillingKeepsTheOrderAndCloseCancelsEveryThread) {
     q7mp_close_threads();
     execution.join();
     for (int i = 0; i < 4; ++i) q7mp_wait_sema(worker.cancelled);
-    require_in_child(pthreads_initialized == 0 && num_threads == 0 && !q7mp_handlers, 7);
-    require_in_child(q7mp_data_lock == nullptr && q7mp_serializer == nullptr, 8);
+    Q7_CHILD_CHECK(pthreads_initialized == 0 && num_threads == 0 && !q7mp_handlers);
+    Q7_CHILD_CHECK(q7mp_data_lock == nullptr && q7mp_serializer == nullptr);
     q7mp_close_threads();
-    require_in_child(q7mp_start_thread(work, &worker) == 4101 && pthreads_initialized == 1, 9);
+    Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4101 && pthreads_initialized == 1);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_EQ(result.err, "(Q7 LIB)                  : Simulating 2-way multi-processing\n");

@@ -9,8 +9,6 @@
 
 namespace {
 
-using q7test::require_in_child;
-
 void say(void* text) { printf("%s\n", static_cast<const char*>(text)); }
 
 void register_late(void*) { register_exit_handler(say, const_cast<char*>("late")); }
@@ -19,17 +17,17 @@ TEST(ExitHandlers, RunOnceEachMostRecentFirstWithTheExitStatus) {
   for (const int how : {0, 1, 2}) {
     const auto result = q7test::run_in_child([how] {
       register_exit_handler(nullptr, nullptr);  // installs nothing
-      require_in_child(handlers_initialised == 0 && handler_list == nullptr, 2);
+      Q7_CHILD_CHECK(handlers_initialised == 0 && handler_list == nullptr);
       // A walk empties the list, dropping what its handlers register, and a later
       // registration installs the handlers again.
       register_exit_handler(register_late, nullptr);
       register_exit_handler(say, const_cast<char*>("walked"));
       call_exit_handlers();
-      require_in_child(handlers_initialised == 0 && handler_list == nullptr, 3);
+      Q7_CHILD_CHECK(handlers_initialised == 0 && handler_list == nullptr);
       register_exit_handler(say, const_cast<char*>("A"));
       register_exit_handler(register_late, nullptr);
       register_exit_handler(say, const_cast<char*>("B"));
-      require_in_child(handlers_initialised == 1, 4);
+      Q7_CHILD_CHECK(handlers_initialised == 1);
       if (how == 1) exit_wait_c(5);
       if (how == 2) exit_wait(5);
       exit(5);

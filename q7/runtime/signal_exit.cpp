@@ -9,8 +9,8 @@
 
 #include <atomic>
 
+#include "q7/internal/signal_log.h"
 #include "q7/internal/signal_safe_write.h"
-#include "q7/log/internal/signal_log.h"
 #include "q7/runtime/exit_handlers.h"
 
 namespace {

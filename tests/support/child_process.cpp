@@ -63,8 +63,12 @@ ChildResult run_in_child(const std::function<void()>& body, std::chrono::millise
   return result;
 }
 
-void require_in_child(bool condition, int status) {
-  if (!condition) _exit(status);
+void check_in_child(bool condition, const char* expression, const char* file, int line) {
+  if (condition) return;
+  fflush(stdout);
+  fprintf(stderr, "%s:%d: check failed: %s\n", file, line, expression);
+  fflush(stderr);
+  _exit(kCheckFailedStatus);
 }
 
 std::string describe(const ChildResult& result) {

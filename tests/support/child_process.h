@@ -29,9 +29,16 @@ struct ChildResult {
 ChildResult run_in_child(const std::function<void()>& body,
                          std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
-// Inside a child: ends it at once with `status` when `condition` does not hold, so that
-// the parent's check of the exit status says which condition failed.
-void require_in_child(bool condition, int status);
+// Inside a child: when `condition` does not hold, writes "<file>:<line>: check failed:
+// <expression>" to standard error and ends the child at once with kCheckFailedStatus, so
+// that the parent's describe() says which check failed and where.
+#define Q7_CHILD_CHECK(...) \
+  ::q7test::check_in_child(static_cast<bool>(__VA_ARGS__), #__VA_ARGS__, __FILE__, __LINE__)
+
+// A status no scenario ends with on purpose (the exit statuses of signals are 1 to 3).
+inline constexpr int kCheckFailedStatus = 97;
+
+void check_in_child(bool condition, const char* expression, const char* file, int line);
 
 // Text for a failure message: how the child ended and what it wrote.
 std::string describe(const ChildResult& result);

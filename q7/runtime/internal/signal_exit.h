@@ -1,4 +1,5 @@
-// Test seam of the signal exit path.
+// What the exit handlers and the signal exit path share: the start of an exit, and the
+// watchdog's limit.
 #pragma once
 
 namespace q7::internal {

@@ -1,4 +1,4 @@
-// Logging from a signal handler.
+// Logging from a signal handler: what the message log gives the signal exit path.
 #pragma once
 
 namespace q7::internal {
