@@ -115,6 +115,7 @@ int Netio_x::readn(tagSOCKETXS* record, char* buffer, int room) {
     plain = bytes_of(record->plain_buf);
   }
 
+  if (wanted == 0) return 0;
   const int present = std::clamp(arrived - static_cast<int>(sizeof length), 0, wanted);
   memcpy(buffer, plain + sizeof length, static_cast<size_t>(present));
   memset(buffer + present, 0, static_cast<size_t>(wanted - present));

@@ -115,8 +115,8 @@ void read_under_storm(const Scenario& s) {
   const int error = errno;
   link.close_ours();
   peer.join();
-  q7test::require_in_child(s.restart ? result == kBytes : result == -1, 3);
-  q7test::require_in_child(s.restart ? got == payload : error == EINTR, 4);
+  Q7_CHILD_CHECK(s.restart ? result == kBytes : result == -1);
+  Q7_CHILD_CHECK(s.restart ? got == payload : error == EINTR);
 }
 
 // The peer reads nothing until the writer has blocked and signals have passed, then reads
@@ -148,8 +148,8 @@ void write_under_storm(const Scenario& s) {
   link.close_ours();
   peer.join();
   const std::string wire = s.layer == Layer::kPlain ? payload : q7test::sealed(payload);
-  q7test::require_in_child(s.restart ? result == kBytes : result == -1, 3);
-  q7test::require_in_child(s.restart ? received == wire : error == EINTR, 4);
+  Q7_CHILD_CHECK(s.restart ? result == kBytes : result == -1);
+  Q7_CHILD_CHECK(s.restart ? received == wire : error == EINTR);
 }
 
 const Scenario kScenarios[] = {{Layer::kPlain, true},

@@ -61,7 +61,7 @@ TEST(WaitOnSockets, ReportsAnInterruptionWithoutRetrying) {
     const itimerval alarm = {{0, 0}, {0, 100000}};
     setitimer(ITIMER_REAL, &alarm, nullptr);
     Netio io;
-    q7test::require_in_child(io.wait_on_sockets(&sock, 1, -1) == -1, 3);
+    Q7_CHILD_CHECK(io.wait_on_sockets(&sock, 1, -1) == -1);
     printf("%s", io.tcp_error());
   });
   EXPECT_TRUE(result.exited_with(0)) << describe(result);

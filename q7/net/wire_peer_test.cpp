@@ -187,9 +187,9 @@ TEST(WirePeer, TheDiagnosticShowsTheLengthOfARecordFromTheOtherByteOrder) {
       unsigned int iv[2];
       record->cipher->get_key(key);
       record->cipher->get_iv(iv);
-      q7test::require_in_child(memcmp(key, q7test::kRecordKey, sizeof key) == 0, 3);
-      q7test::require_in_child(memcmp(iv, q7test::kRecordIvWords, sizeof iv) == 0, 4);
-      q7test::require_in_child(memcmp(block, record->cipher_buf, sizeof block) == 0, 5);
+      Q7_CHILD_CHECK(memcmp(key, q7test::kRecordKey, sizeof key) == 0);
+      Q7_CHILD_CHECK(memcmp(iv, q7test::kRecordIvWords, sizeof iv) == 0);
+      Q7_CHILD_CHECK(memcmp(block, record->cipher_buf, sizeof block) == 0);
       io.decrypt_try_exhaustive(nullptr);
     });
     EXPECT_TRUE(reader.exited_with(0)) << describe(reader);
