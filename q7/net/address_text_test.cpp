@@ -54,12 +54,4 @@ TEST(SplitAddress, HostEndsAtTheFirstColonAndThePortFollowsIt) {
   EXPECT_EQ(port, -1);
 }
 
-TEST(AddressText, ResultsShareOneBufferPerOperation) {
-  Netio first;
-  Netio second;
-  char* text = first.format_address(inet_addr("1.2.3.4"));
-  second.format_address(inet_addr("5.6.7.8"));
-  EXPECT_STREQ(text, "  5.  6.  7.  8");
-}
-
 }  // namespace
