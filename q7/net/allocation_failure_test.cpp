@@ -35,14 +35,22 @@ struct SocketPair {
   }
 };
 
-// A record's round trip through the pair, with memory to spare.
-void expect_round_trip(Netio_x& io, tagSOCKETXS* sender, tagSOCKETXS* receiver) {
-  std::string payload = q7test::pattern(3000, 3);
-  ASSERT_EQ(io.writen(sender, payload.data(), 3000), 3000);
-  std::string received(3000, '\0');
-  EXPECT_EQ(io.readn(receiver, received.data(), 3000), 3000);
-  EXPECT_EQ(received, payload);
-}
+// Two keyed records on the two ends of a socket pair.
+struct KeyedPair {
+  Netio_x io;
+  SocketPair pair;
+  q7test::RecordPtr sender = keyed_record(io, pair.ends[0]);
+  q7test::RecordPtr receiver = keyed_record(io, pair.ends[1]);
+
+  // A record's round trip through the pair, with memory to spare.
+  void expect_round_trip() {
+    std::string payload = q7test::pattern(3000, 3);
+    ASSERT_EQ(io.writen(sender.get(), payload.data(), 3000), 3000);
+    std::string received(3000, '\0');
+    EXPECT_EQ(io.readn(receiver.get(), received.data(), 3000), 3000);
+    EXPECT_EQ(received, payload);
+  }
+};
 
 TEST(AllocationFailure, RecordsAreMadeWholeOrNotAtAll) {
   Netio_x io;
@@ -59,24 +67,20 @@ TEST(AllocationFailure, RecordsAreMadeWholeOrNotAtAll) {
 
 TEST(AllocationFailure, AFailedGrowthLeavesTheRecordSafeToUseAndClose) {
   const int points = for_each_failure_point("grow_socket_buffers", [](FailureRun& run) {
-    Netio_x io;
-    SocketPair pair;
-    auto sender = keyed_record(io, pair.ends[0]);
-    auto receiver = keyed_record(io, pair.ends[1]);
+    KeyedPair keyed;
+    auto& [io, pair, sender, receiver] = keyed;
     const bool grown = run.armed([&] { return io.grow_socket_buffers(sender.get(), 4000); });
     EXPECT_TRUE(grown || run.injected());
     EXPECT_EQ(sender->buf_size, grown ? 4000 : 32) << "the size both buffers hold";
-    expect_round_trip(io, sender.get(), receiver.get());
+    keyed.expect_round_trip();
   });
   EXPECT_GE(points, 2);
 }
 
 TEST(AllocationFailure, RecordWritesSendTheWholeRecordOrNothing) {
   const int points = for_each_failure_point("record writen", [](FailureRun& run) {
-    Netio_x io;
-    SocketPair pair;
-    auto sender = keyed_record(io, pair.ends[0]);
-    auto receiver = keyed_record(io, pair.ends[1]);
+    KeyedPair keyed;
+    auto& [io, pair, sender, receiver] = keyed;
     std::string payload = q7test::pattern(kPayloadBytes, 5);
     const int sent =
         run.armed([&] { return io.writen(sender.get(), payload.data(), kPayloadBytes); });
@@ -88,7 +92,7 @@ TEST(AllocationFailure, RecordWritesSendTheWholeRecordOrNothing) {
       EXPECT_EQ(io.readn(receiver.get(), received.data(), kPayloadBytes), kPayloadBytes);
       EXPECT_EQ(received, payload);
     }
-    expect_round_trip(io, sender.get(), receiver.get());
+    keyed.expect_round_trip();
   });
   EXPECT_GE(points, 2);
 }
@@ -115,10 +119,8 @@ TEST(AllocationFailure, RecordReadsDeliverTheRecordOrFail) {
 
 TEST(AllocationFailure, StringsAndWaitsFailWithMinusOne) {
   int points = for_each_failure_point("putstring_strip", [](FailureRun& run) {
-    Netio_x io;
-    SocketPair pair;
-    auto sender = keyed_record(io, pair.ends[0]);
-    auto receiver = keyed_record(io, pair.ends[1]);
+    KeyedPair keyed;
+    auto& [io, pair, sender, receiver] = keyed;
     char text[] = "a line\n\n";
     const int sent = run.armed([&] { return io.putstring_strip(sender.get(), text); });
     EXPECT_TRUE(sent == 7 || (sent == -1 && run.injected()));
@@ -134,10 +136,8 @@ TEST(AllocationFailure, StringsAndWaitsFailWithMinusOne) {
   EXPECT_GE(points, 1);
 
   points = for_each_failure_point("record wait_on_sockets", [](FailureRun& run) {
-    Netio_x io;
-    SocketPair pair;
-    auto first = keyed_record(io, pair.ends[0]);
-    auto second = keyed_record(io, pair.ends[1]);
+    KeyedPair keyed;
+    auto& [io, pair, first, second] = keyed;
     tagSOCKETXS* records[] = {first.get(), second.get()};
     ASSERT_TRUE(q7test::send_all(pair.ends[0], "x"));
     const int ready = run.armed([&] { return io.wait_on_sockets(records, 2, 0); });

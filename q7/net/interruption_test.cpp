@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -92,65 +93,73 @@ std::string name(const Scenario& s) {
 // Many times what the narrowed socket buffers hold, so that the writer must block.
 constexpr int kBytes = 2 << 20;
 
-// The peer sends the data in two halves, letting signals pass while the reader waits
-// between them. The child exits 0 when the reader got everything (restart) or failed with
-// EINTR (no restart).
-void read_under_storm(const Scenario& s) {
+// Runs `transfer` of kBytes over our end of a narrowed connection, with the scenario's
+// restart rule, under a storm of signals at this thread, while `serve` plays the peer on
+// the other end; then closes our end, so that a peer still busy stops, and waits for it.
+// The child exits 0 when the transfer moved everything and `delivered` holds (restart),
+// or failed with EINTR (no restart).
+void under_storm(const Scenario& s, const std::function<void(int fd)>& serve,
+                 const std::function<int(Netio_x& io, tagSOCKETXS* record, int fd)>& transfer,
+                 const std::function<bool()>& delivered) {
   Netio_x io;
   io.set_restart(s.restart);
   Loopback link;
   narrow(link);
-  const std::string payload = q7test::pattern(kBytes, 7);
-  const std::string wire = s.layer == Layer::kPlain ? payload : q7test::sealed(payload);
   SignalStorm storm(pthread_self());
-  Peer peer(link.release_theirs(), [&](int fd) {
-    const size_t half = wire.size() / 2;
-    if (!q7test::send_all(fd, wire.substr(0, half))) return;
-    SignalStorm::let_pass(kSignalsWhileBlocked);
-    q7test::send_all(fd, wire.substr(half));
-  });
+  Peer peer(link.release_theirs(), serve);
   auto record = q7test::keyed_record(io, link.ours());
-  std::string got(kBytes, '\0');
-  const int result = s.layer == Layer::kPlain ? io.Netio::readn(link.ours(), got.data(), kBytes)
-                                              : io.readn(record.get(), got.data(), kBytes);
+  const int result = transfer(io, record.get(), link.ours());
   const int error = errno;
   link.close_ours();
   peer.join();
   Q7_CHILD_CHECK(s.restart ? result == kBytes : result == -1);
-  Q7_CHILD_CHECK(s.restart ? got == payload : error == EINTR);
+  Q7_CHILD_CHECK(s.restart ? delivered() : error == EINTR);
+}
+
+// The peer sends the data in two halves, letting signals pass while the reader waits
+// between them.
+void read_under_storm(const Scenario& s) {
+  const std::string payload = q7test::pattern(kBytes, 7);
+  const std::string wire = s.layer == Layer::kPlain ? payload : q7test::sealed(payload);
+  std::string got(kBytes, '\0');
+  under_storm(
+      s,
+      [&](int fd) {
+        const size_t half = wire.size() / 2;
+        if (!q7test::send_all(fd, wire.substr(0, half))) return;
+        SignalStorm::let_pass(kSignalsWhileBlocked);
+        q7test::send_all(fd, wire.substr(half));
+      },
+      [&](Netio_x& io, tagSOCKETXS* record, int fd) {
+        return s.layer == Layer::kPlain ? io.Netio::readn(fd, got.data(), kBytes)
+                                        : io.readn(record, got.data(), kBytes);
+      },
+      [&] { return got == payload; });
 }
 
 // The peer reads nothing until the writer has blocked and signals have passed, then reads
-// everything. The child exits 0 when the peer got every byte (restart) or the writer failed
-// with EINTR (no restart).
+// everything.
 void write_under_storm(const Scenario& s) {
-  Netio_x io;
-  io.set_restart(s.restart);
-  Loopback link;
-  narrow(link);
   std::string payload = q7test::pattern(kBytes, 11);
   const std::string wire = s.layer == Layer::kPlain ? payload : q7test::sealed(payload);
   std::string received;
-  SignalStorm storm(pthread_self());
-  Peer peer(link.release_theirs(), [&](int fd) {
-    int queued = 0;
-    const auto deadline = std::chrono::steady_clock::now() + q7test::kPeerPatience;
-    while (queued < 32768 && std::chrono::steady_clock::now() < deadline) {
-      ioctl(fd, FIONREAD, &queued);
-      std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
-    SignalStorm::let_pass(kSignalsWhileBlocked);
-    received = q7test::receive_to_end(fd);
-  });
-  auto record = q7test::keyed_record(io, link.ours());
-  const int result = s.layer == Layer::kPlain
-                         ? io.Netio::writen(link.ours(), payload.data(), kBytes)
-                         : io.writen(record.get(), payload.data(), kBytes);
-  const int error = errno;
-  link.close_ours();
-  peer.join();
-  Q7_CHILD_CHECK(s.restart ? result == kBytes : result == -1);
-  Q7_CHILD_CHECK(s.restart ? received == wire : error == EINTR);
+  under_storm(
+      s,
+      [&](int fd) {
+        int queued = 0;
+        const auto deadline = std::chrono::steady_clock::now() + q7test::kPeerPatience;
+        while (queued < 32768 && std::chrono::steady_clock::now() < deadline) {
+          ioctl(fd, FIONREAD, &queued);
+          std::this_thread::sleep_for(std::chrono::microseconds(100));
+        }
+        SignalStorm::let_pass(kSignalsWhileBlocked);
+        received = q7test::receive_to_end(fd);
+      },
+      [&](Netio_x& io, tagSOCKETXS* record, int fd) {
+        return s.layer == Layer::kPlain ? io.Netio::writen(fd, payload.data(), kBytes)
+                                        : io.writen(record, payload.data(), kBytes);
+      },
+      [&] { return received == wire; });
 }
 
 const Scenario kScenarios[] = {{Layer::kPlain, true},
