@@ -94,7 +94,8 @@ class Gost {
   // plain bytes zero-filled to whole blocks and enciphered; a payload over 1 MiB goes in
   // chunks of 32768 bytes, and in gamma mode the gamma restarts from the IV at every one.
   // Enciphering draws a new IV as `set_iv_random` does. Afterwards `iv` holds where the
-  // chain ended (CFB: the last cipher block; gamma: the file's IV).
+  // chain ended (CFB: the last cipher block; gamma: the file's IV); after a failure, where
+  // it ended with the last chunk written whole (or the file's IV, none being written).
   //
   // Returns true on success. Returns false, writing nothing to the log, when `in_path`
   // cannot be opened (`out_path` is then untouched), `out_path` cannot be created, either
@@ -103,7 +104,9 @@ class Gost {
   // falls short, or a coded file's L is negative or larger than the file can hold. A
   // failed call leaves the output written as far as it got. A wrong key or mode deciphers
   // to garbage with true: the format carries no check value. Bytes after the payload are
-  // ignored. Memory stays within two chunks, whatever the file's size.
+  // ignored. Memory stays within a few MiB, whatever the file's size: large files move in
+  // slabs of 1 MiB, their reads and writes done by a helper thread of the call's own
+  // (ended before it returns; the calling thread does them when no thread can start).
   bool code_file(char* in_path, char* out_path, bool encode, bool use_stream);
   // The MAC (from (0, 0)) of the bytes of the file `path` zero-filled to whole blocks, in
   // the 2 words of `mac`; an empty file gives (0, 0). Returns true on success; false when
