@@ -62,11 +62,11 @@ TEST(FileBackup, RotatesNumberedCopiesNewestFirst) {
   for (const auto& c : cases) {
     TempDir dir;
     const auto result = q7test::run_in_child([&] {
-      q7test::require_in_child(chdir(dir.path().c_str()) == 0, 2);
+      Q7_CHILD_CHECK(chdir(dir.path().c_str()) == 0);
       for (const auto& name : c.present) {
         const auto parent = std::filesystem::path(name).parent_path();
         if (!parent.empty()) std::filesystem::create_directory(parent);
-        q7test::require_in_child(write_file(name, name), 3);
+        Q7_CHILD_CHECK(write_file(name, name));
       }
       printf("%d: ", file_backup(c.path.c_str(), c.count));
     });
@@ -90,8 +90,8 @@ TEST(FileBackup, RefusesPathsItCannotNameBackupsFor) {
   ASSERT_TRUE(write_file(dir.file(".1"), "cwd"));
   // An empty path would rotate ".1" to ".2" in the working directory.
   const auto result = q7test::run_in_child([&] {
-    q7test::require_in_child(chdir(dir.path().c_str()) == 0, 2);
-    q7test::require_in_child(file_backup("", 3) == -1 && file_backup(nullptr, 3) == -1, 3);
+    Q7_CHILD_CHECK(chdir(dir.path().c_str()) == 0);
+    Q7_CHILD_CHECK(file_backup("", 3) == -1 && file_backup(nullptr, 3) == -1);
   });
   EXPECT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_EQ(listing(dir), ".1=cwd ");

@@ -15,7 +15,6 @@
 
 namespace {
 
-using q7test::require_in_child;
 using ::testing::MatchesRegex;
 
 constexpr char kUuid[] = "[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}";
@@ -31,13 +30,13 @@ TEST(FileGetTempName, NamesTmpByProcessIdAndMicrosecondsWithoutCreating) {
     char* name = file_get_temp_name();
     const uint32_t after = low_microseconds();
     const std::string prefix = "/tmp/_" + std::to_string(getpid()) + "_";
-    require_in_child(strncmp(name, prefix.c_str(), prefix.size()) == 0, 2);
+    Q7_CHILD_CHECK(strncmp(name, prefix.c_str(), prefix.size()) == 0);
     char* end = nullptr;
     const unsigned long stamp = strtoul(name + prefix.size(), &end, 10);
-    require_in_child(*end == '\0' && static_cast<uint32_t>(stamp) - before <= after - before, 3);
-    require_in_child(access(name, F_OK) != 0, 4);
+    Q7_CHILD_CHECK(*end == '\0' && static_cast<uint32_t>(stamp) - before <= after - before);
+    Q7_CHILD_CHECK(access(name, F_OK) != 0);
     fputs(name, stdout);
-    require_in_child(file_get_temp_name() == name, 5);
+    Q7_CHILD_CHECK(file_get_temp_name() == name);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_THAT(result.out, MatchesRegex("/tmp/_[0-9]+_[0-9]+"));

@@ -255,10 +255,9 @@ TEST(DirectoryWatcherStart, FailsForBadArgumentsAndLeavesNothingToRelease) {
     };
     for (int i = 0; i < 32; ++i) q7mp_start_thread(block, never);
     tagDWATCH full;
-    q7test::require_in_child(!watch_directory_start(&full, const_cast<char*>(dir.path().c_str()),
-                                                    on_added, nullptr, true),
-                             2);
-    q7test::require_in_child(full.known == nullptr && full.directory == nullptr, 3);
+    Q7_CHILD_CHECK(!watch_directory_start(&full, const_cast<char*>(dir.path().c_str()), on_added,
+                                          nullptr, true));
+    Q7_CHILD_CHECK(full.known == nullptr && full.directory == nullptr);
   });
   EXPECT_TRUE(result.exited_with(0)) << describe(result);
 }

@@ -18,7 +18,6 @@
 namespace {
 
 using q7test::read_file;
-using q7test::require_in_child;
 using q7test::run_in_child;
 using q7test::TempDir;
 using q7test::write_file;
@@ -50,7 +49,7 @@ TEST(FileLoad, GivesTheBytesWithATerminatorOrNull) {
                {"empty", "null"},     {"dir", "null"},    {"missing", "null"}};
   for (const auto& c : cases) EXPECT_EQ(loaded(dir.file(c.name)), c.bytes) << c.name;
   // A pipe is refused before anything waits for a writer.
-  const auto result = run_in_child([&] { require_in_child(loaded(dir.file("pipe")) == "null", 2); },
+  const auto result = run_in_child([&] { Q7_CHILD_CHECK(loaded(dir.file("pipe")) == "null"); },
                                    std::chrono::seconds(10));
   EXPECT_TRUE(result.exited_with(0)) << describe(result);
   void* block = file_load(dir.file("ten").c_str(), nullptr);
@@ -75,23 +74,20 @@ TEST(FileSave, WritesTheBytesAndKeepsAnExistingFilesModeAndLinks) {
   const auto result = run_in_child([&] {
     umask(022);
     char bytes[] = "hello\0world";
-    require_in_child(file_save(dir.file("new").c_str(), bytes, 11) == 11, 2);
-    require_in_child(read_file(dir.file("new")) == std::string("hello\0world", 11), 3);
+    Q7_CHILD_CHECK(file_save(dir.file("new").c_str(), bytes, 11) == 11);
+    Q7_CHILD_CHECK(read_file(dir.file("new")) == std::string("hello\0world", 11));
     struct stat status;
-    require_in_child(stat(dir.file("new").c_str(), &status) == 0 && (status.st_mode & 0777) == 0644,
-                     4);
-    require_in_child(chmod(dir.file("new").c_str(), 0600) == 0, 5);
-    require_in_child(file_save(dir.file("new").c_str(), bytes, 5) == 5, 6);
-    require_in_child(stat(dir.file("new").c_str(), &status) == 0 && (status.st_mode & 0777) == 0600,
-                     7);
-    require_in_child(read_file(dir.file("new")) == "hello", 8);
-    require_in_child(file_save(dir.file("new").c_str(), nullptr, 0) == 0, 9);
-    require_in_child(read_file(dir.file("new")).empty() && access(dir.file("new").c_str(), 0) == 0,
-                     10);
-    require_in_child(symlink("new", dir.file("link").c_str()) == 0, 11);
-    require_in_child(file_save(dir.file("link").c_str(), bytes, 5) == 5, 12);
-    require_in_child(std::filesystem::is_symlink(dir.file("link")), 13);
-    require_in_child(read_file(dir.file("new")) == "hello", 14);
+    Q7_CHILD_CHECK(stat(dir.file("new").c_str(), &status) == 0 && (status.st_mode & 0777) == 0644);
+    Q7_CHILD_CHECK(chmod(dir.file("new").c_str(), 0600) == 0);
+    Q7_CHILD_CHECK(file_save(dir.file("new").c_str(), bytes, 5) == 5);
+    Q7_CHILD_CHECK(stat(dir.file("new").c_str(), &status) == 0 && (status.st_mode & 0777) == 0600);
+    Q7_CHILD_CHECK(read_file(dir.file("new")) == "hello");
+    Q7_CHILD_CHECK(file_save(dir.file("new").c_str(), nullptr, 0) == 0);
+    Q7_CHILD_CHECK(read_file(dir.file("new")).empty() && access(dir.file("new").c_str(), 0) == 0);
+    Q7_CHILD_CHECK(symlink("new", dir.file("link").c_str()) == 0);
+    Q7_CHILD_CHECK(file_save(dir.file("link").c_str(), bytes, 5) == 5);
+    Q7_CHILD_CHECK(std::filesystem::is_symlink(dir.file("link")));
+    Q7_CHILD_CHECK(read_file(dir.file("new")) == "hello");
   });
   EXPECT_TRUE(result.exited_with(0)) << describe(result);
 }
@@ -124,8 +120,8 @@ TEST(FileSave, FailsWithMinusOneLeavingTheFileAsItWas) {
       ASSERT_EQ(chown(dir.file("file").c_str(), owner, owner), 0);
     }
     const auto result = run_in_child([&] {
-      require_in_child(q7test::become_unprivileged(), 2);
-      require_in_child(file_save(dir.file("file").c_str(), bytes, 3) == -1, 3);
+      Q7_CHILD_CHECK(q7test::become_unprivileged());
+      Q7_CHILD_CHECK(file_save(dir.file("file").c_str(), bytes, 3) == -1);
     });
     EXPECT_TRUE(result.exited_with(0)) << "owner=" << owner << " " << describe(result);
     EXPECT_EQ(read_file(dir.file("file")), "old");
