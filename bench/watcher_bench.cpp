@@ -20,11 +20,11 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <filesystem>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "bench/filled_directory.h"
 #include "q7/files/internal/watch_steps.h"
 #include "q7/files/watcher.h"
 #include "q7/mp/threads.h"
@@ -33,36 +33,14 @@ namespace {
 
 constexpr int kFiles = 10000;
 
-// A directory under /tmp holding kFiles empty regular files, removed at exit.
-class FilledDirectory {
- public:
-  FilledDirectory() {
-    char pattern[] = "/tmp/q7bench.XXXXXX";
-    if (mkdtemp(pattern) == nullptr) return;
-    path_ = pattern;
-    char name[32];
-    for (int i = 0; i < kFiles; ++i) {
-      snprintf(name, sizeof name, "/shot%05d.tif", i);
-      const int fd = open((path_ + name).c_str(), O_WRONLY | O_CREAT, 0600);
-      if (fd < 0) {
-        path_.clear();
-        return;
-      }
-      close(fd);
-    }
-  }
-  ~FilledDirectory() {
-    std::error_code ignored;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
-  }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+std::string shot_name(int i) {
+  char name[32];
+  snprintf(name, sizeof name, "shot%05d.tif", i);
+  return name;
+}
 
 const std::string& directory() {
-  static const FilledDirectory made;
+  static const q7bench::FilledDirectory made(kFiles, shot_name);
   return made.path();
 }
 

@@ -60,6 +60,13 @@ function(q7_test subsystem)
   endforeach()
 endfunction()
 
+# Adds allocation-failure scenarios (tests/support/alloc_failure.h) to q7_alloc_test, whose
+# tests carry the label alloc (ctest -L alloc). It is the one executable with the allocation
+# shim.
+function(q7_alloc_test)
+  q7_test(alloc ${ARGN} LIBRARIES q7_alloc_failure)
+endfunction()
+
 # Fuzz builds instrument everything for coverage and AddressSanitizer; the fuzz targets
 # themselves link libFuzzer's main (q7_fuzzer in fuzz/CMakeLists.txt).
 if(Q7_BUILD_FUZZERS)

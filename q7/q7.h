@@ -2,8 +2,9 @@
 //
 // This umbrella header declares the whole public API. Conventions that hold throughout:
 // - Every name is in the global namespace, lower case with a prefix by subsystem: q7_
-//   (message log), q7mp_ (threads, parallel execution, system queries), watch_ (the
-//   directory watcher); classes carry the prefix or a plain name.
+//   (message log), q7mp_ (threads, parallel execution, system queries), q7os_
+//   (operating-system helpers), file_ and file_name_ (files and paths), flist_ (listings),
+//   watch_ (the directory watcher); classes carry the prefix or a plain name.
 // - No exception ever leaves q7. Failures are results: -1, 0, false or null.
 // - Text results are one of three kinds, and each declaration says which: a pointer into
 //   the caller's own argument; a static buffer that the next call overwrites (not
@@ -29,6 +30,8 @@
 #include "q7/runtime/exit_handlers.h"
 #include "q7/runtime/growth.h"
 #include "q7/runtime/identifiers.h"
+#include "q7/runtime/instance_lock.h"
+#include "q7/runtime/startup.h"
 #include "q7/runtime/time_text.h"
 #include "q7/text/command_reader.h"
 #include "q7/text/string_table.h"

@@ -6,33 +6,17 @@
 #include <string.h>
 #include <time.h>
 
-#include <memory>
-#include <new>
-
 #include "q7/cipher/internal/kernels.h"
 #include "q7/cipher/internal/rounds.h"
 
 using q7::internal::ByteRound;
 using q7::internal::ByteTables;
-using q7::internal::ChunkRound;
-using q7::internal::ChunkTables;
-using q7::internal::kBlockBytes;
 using q7::internal::load_word;
 using q7::internal::store_word;
 
 namespace {
 
 constexpr size_t kKeyBytes = 32;
-
-// Below this many blocks the chained modes gain less from the chunk tables than building
-// them costs.
-constexpr size_t kChunkTablesFrom = 256;
-
-// Read at load time, possibly before the compiler's own processor probe has run.
-const bool has_bit_field_extract = [] {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("bmi") != 0;
-}();
 
 // rand() gives at most 31 bits; three draws spread over the word.
 uint32_t random_word() {
@@ -48,40 +32,6 @@ const unsigned char* bytes_of(unsigned int const* words) {
 
 unsigned char* bytes_of(unsigned int* words) { return reinterpret_cast<unsigned char*>(words); }
 
-// Each cipher block depends on the one before, so blocks go one at a time and only the
-// round's own latency counts.
-template <class Round>
-void cfb_encrypt_chain(const Round& f, const uint32_t* key, uint32_t* chain,
-                       const unsigned char* in, unsigned char* out, size_t blocks) {
-  uint32_t v0 = chain[0];
-  uint32_t v1 = chain[1];
-  for (size_t b = 0; b < blocks; ++b, in += kBlockBytes, out += kBlockBytes) {
-    q7::internal::encipher<1>(f, key, &v0, &v1);
-    const uint32_t c0 = load_word(in) ^ v1;
-    const uint32_t c1 = load_word(in + 4) ^ v0;
-    store_word(out, c0);
-    store_word(out + 4, c1);
-    v0 = c0;
-    v1 = c1;
-  }
-  chain[0] = v0;
-  chain[1] = v1;
-}
-
-template <class Round>
-void mac_chain(const Round& f, const uint32_t* key, const unsigned char* in, size_t blocks,
-               uint32_t* value) {
-  uint32_t m0 = value[0];
-  uint32_t m1 = value[1];
-  for (size_t b = 0; b < blocks; ++b, in += kBlockBytes) {
-    m0 ^= load_word(in);
-    m1 ^= load_word(in + 4);
-    q7::internal::mac_rounds(f, key, m0, m1);
-  }
-  value[0] = m0;
-  value[1] = m1;
-}
-
 // Runs a 32-round cycle on one block; both cycles end with the halves exchanged.
 template <class Cycle>
 void one_block(const unsigned char* in, unsigned char* out, const Cycle& cycle) {
@@ -90,26 +40,6 @@ void one_block(const unsigned char* in, unsigned char* out, const Cycle& cycle) 
   cycle(&n1, &n2);
   store_word(out, n2);
   store_word(out + 4, n1);
-}
-
-// Runs `chain(f, blocks)` with the round function that suits the run: the byte tables for
-// short runs, which cost nothing to set up, and the chunk tables for long ones. The chunk
-// tables come from the heap, being too large for every thread's stack; without memory the
-// byte tables do the work, only slower.
-template <class Chain>
-void run_chained(const ByteTables& tables, size_t blocks, const Chain& chain) {
-  if (blocks < kChunkTablesFrom) {
-    chain(ByteRound{tables}, blocks);
-    return;
-  }
-  const std::unique_ptr<ChunkTables> chunks(new (std::nothrow) ChunkTables(tables));
-  if (!chunks) {
-    chain(ByteRound{tables}, blocks);
-  } else if (has_bit_field_extract) {
-    chain(ChunkRound<true>{*chunks}, blocks);
-  } else {
-    chain(ChunkRound<false>{*chunks}, blocks);
-  }
 }
 
 }  // namespace
@@ -208,9 +138,8 @@ void Gost::cfb_encrypt(unsigned int const* in, unsigned int* out, int len, unsig
                        unsigned int const* with_key) {
   if (len <= 0) return;
   const ByteTables tables{k87, k65, k43, k21};
-  run_chained(tables, static_cast<size_t>(len), [&](const auto& f, size_t blocks) {
-    cfb_encrypt_chain(f, with_key, chain, bytes_of(in), bytes_of(out), blocks);
-  });
+  q7::internal::cipher_kernels().cfb_encrypt(tables, with_key, chain, bytes_of(in), bytes_of(out),
+                                             static_cast<size_t>(len));
 }
 
 void Gost::cfb_decrypt(unsigned int const* in, unsigned int* out, int len, unsigned int* chain,
@@ -224,7 +153,5 @@ void Gost::cfb_decrypt(unsigned int const* in, unsigned int* out, int len, unsig
 void Gost::mac(unsigned int const* in, int len, unsigned int* out, unsigned int const* with_key) {
   if (len <= 0) return;
   const ByteTables tables{k87, k65, k43, k21};
-  run_chained(tables, static_cast<size_t>(len), [&](const auto& f, size_t blocks) {
-    mac_chain(f, with_key, bytes_of(in), blocks, out);
-  });
+  q7::internal::cipher_kernels().mac(tables, with_key, bytes_of(in), static_cast<size_t>(len), out);
 }

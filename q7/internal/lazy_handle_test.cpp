@@ -15,6 +15,7 @@ constexpr int kThreads = 8;
 std::atomic<int> made{0};
 std::atomic<int> destroyed{0};
 std::atomic<bool> refuse{false};
+std::atomic<bool> racing{false};
 
 // Holds each maker until all racing threads are making (or a generous deadline passes), so
 // that they really race for the slot rather than come one after another.
@@ -22,7 +23,8 @@ void* make() {
   if (refuse) return nullptr;
   const int entered = ++made;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-  while (made < kThreads && entered <= kThreads && std::chrono::steady_clock::now() < deadline) {
+  while (racing && entered <= kThreads && made < kThreads &&
+         std::chrono::steady_clock::now() < deadline) {
     std::this_thread::yield();
   }
   return new int(0);
@@ -35,6 +37,7 @@ void destroy(void* handle) {
 
 TEST(LazyHandle, ThreadsRacingAtTheFirstUseShareOneHandleAndLosersDestroyTheirs) {
   made = destroyed = 0;
+  racing = true;
   void* slot = nullptr;
   std::barrier start(kThreads);
   std::vector<void*> seen(kThreads);
@@ -46,6 +49,7 @@ TEST(LazyHandle, ThreadsRacingAtTheFirstUseShareOneHandleAndLosersDestroyTheirs)
     });
   }
   for (auto& thread : threads) thread.join();
+  racing = false;
   ASSERT_NE(slot, nullptr);
   for (void* handle : seen) EXPECT_EQ(handle, slot);
   EXPECT_EQ(made - destroyed, 1) << "made " << made << ", destroyed " << destroyed;

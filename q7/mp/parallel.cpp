@@ -29,6 +29,10 @@ using LineFunction = void (*)(void* data, int first_line, int last_line);
 pthread_mutex_t execution_guard = PTHREAD_MUTEX_INITIALIZER;
 bool* finished = nullptr;  // per record of q7mp_handlers
 int created = 0;           // records whose thread was created
+// The first processor of the running execution whose thread could not store its record
+// under the key (the key's storage beyond the first 32 keys is allocated per thread); -1
+// when there is none.
+std::atomic<int> unkeyed_processor{-1};
 
 std::atomic_ref<q7mp_proc_record*> running_records() {
   return std::atomic_ref<q7mp_proc_record*>(q7mp_handlers);
@@ -109,6 +113,7 @@ void run_on_processors(void (*function)(), void* const (&args)[6], int count) {
     created = 0;
     running_records().store(records, std::memory_order_release);
   }
+  unkeyed_processor.store(-1);
   const int started = start_processors(records, count);
   // Threads cancelled after a failed start are joined too: their records must outlive them.
   for (int i = 0; i < started; ++i) pthread_join(records[i].thread, nullptr);
@@ -120,7 +125,11 @@ void run_on_processors(void (*function)(), void* const (&args)[6], int count) {
   }
   free(records);
   free(done);
-  if (started < count) {
+  // A processor that could not learn its number would have taken processor 0's band and
+  // left its own undone: that is a thread that could not be had.
+  const int unkeyed = unkeyed_processor.load();
+  if (started == count && unkeyed >= 0) q7_notify(1, "Can't create MP thread: %d\n", unkeyed);
+  if (started < count || unkeyed >= 0) {
     drop_to_one_processor();
     call(function, args);
   }
@@ -154,7 +163,12 @@ void q7mp_exec(void (*function)(), void* arg1, void* arg2, void* arg3, void* arg
 
 void* m_entry(void* raw) {
   auto* record = static_cast<q7mp_proc_record*>(raw);
-  pthread_setspecific(q7mp_key, record);
+  if (pthread_setspecific(q7mp_key, record) != 0) {
+    int none = -1;
+    unkeyed_processor.compare_exchange_strong(none, record->processor);
+    mark_finished(record);
+    return nullptr;
+  }
   pthread_cleanup_push(mark_finished, record);
   if (record->function != nullptr) {
     reinterpret_cast<ProcessorFunction>(record->function)(record->arg1, record->arg2, record->arg3,

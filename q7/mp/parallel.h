@@ -31,11 +31,12 @@ extern q7mp_proc_record* q7mp_handlers;  // records of the running execution, or
 // second caller waits for the first (q7mp_serializer is held throughout), and a call made
 // from inside a processor function runs the function once on its own thread instead of
 // waiting for itself. Fixes the processor count from q7mp_numcpu when not yet fixed.
-// When the key or a thread cannot be created, logs "Cannot get a PTHREADS thread specific
-// data access key." or "Can't create MP thread: %d\n" at level 1, drops the count to 1 for
-// the rest of the process and runs the function on the calling thread (after a thread
-// failure the copies already started are cancelled, possibly having done part of their
-// work).
+// When the key or a thread cannot be created, or a processor thread cannot store its record
+// under the key (for want of memory), logs "Cannot get a PTHREADS thread specific data
+// access key." or "Can't create MP thread: %d\n" at level 1, drops the count to 1 for the
+// rest of the process and runs the function on the calling thread (after a thread failure
+// the copies already started are cancelled, possibly having done part of their work; the
+// copies of the other processors of a thread without its record run to the end).
 void q7mp_exec(void (*function)(), void* arg1, void* arg2, void* arg3, void* arg4, void* arg5,
                void* arg6);
 

@@ -49,9 +49,12 @@ void run_on(void* worker, void*, void*, void*, void*, void*) {
   pause();
 }
 
+// The table is changed under q7mp_data_lock, so the tests read it under that lock too.
 std::vector<int> table_ids() {
+  q7mp_get_mutex(q7mp_data_lock);
   std::vector<int> ids;
   for (int i = 0; i < num_threads; ++i) ids.push_back(thread_ids[i].id);
+  q7mp_release_mutex(q7mp_data_lock);
   return ids;
 }
 
@@ -64,8 +67,8 @@ TEST(ThreadTable, HoldsThirtyTwoThreadsUntilOneLeaves) {
     q7mp_post_sema(worker.release);
     // Each thread posts once as it starts, and the released one once more after leaving.
     for (int i = 0; i < 33; ++i) q7mp_wait_sema(worker.started);
-    Q7_CHILD_CHECK(num_threads == 31 && worker.seen_id >= 4096);
-    Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4128 && num_threads == 32);
+    Q7_CHILD_CHECK(table_ids().size() == 31 && worker.seen_id >= 4096);
+    Q7_CHILD_CHECK(q7mp_start_thread(work, &worker) == 4128 && table_ids().size() == 32);
   });
   ASSERT_TRUE(result.exited_with(0)) << describe(result);
   EXPECT_THAT(result.err, HasSubstr("TRACE: Created thread id = 4096, create_calls=1\n"));

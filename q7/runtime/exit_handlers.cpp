@@ -6,6 +6,7 @@
 
 #include <atomic>
 
+#include "q7/runtime/internal/exit_registration.h"
 #include "q7/runtime/internal/signal_exit.h"
 
 exit_handler_node* handler_list = nullptr;
@@ -47,16 +48,21 @@ void free_nodes(exit_handler_node* node) {
 
 }  // namespace
 
-void register_exit_handler(void (*handler)(void*), void* argument) {
-  if (handler == nullptr) return;
+bool q7::internal::add_exit_handler(void (*handler)(void*), void* argument) {
+  if (handler == nullptr) return false;
   install_once();
   auto* node = static_cast<exit_handler_node*>(malloc(sizeof(exit_handler_node)));
-  if (node == nullptr) return;
+  if (node == nullptr) return false;
   node->handler = handler;
   node->argument = argument;
   node->next = shared_list().load(std::memory_order_acquire);
   while (!shared_list().compare_exchange_weak(node->next, node, std::memory_order_acq_rel)) {
   }
+  return true;
+}
+
+void register_exit_handler(void (*handler)(void*), void* argument) {
+  (void)q7::internal::add_exit_handler(handler, argument);
 }
 
 void call_exit_handlers() {

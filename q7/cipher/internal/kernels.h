@@ -1,5 +1,5 @@
-// The many-block kernels of the modes whose blocks are independent, one set per
-// instruction-set path, and the choice among them.
+// The many-block kernels of the cipher's modes, one set per instruction-set path, and the
+// choice among them.
 #pragma once
 
 #include <stddef.h>
@@ -9,7 +9,7 @@
 
 namespace q7::internal {
 
-// One path's kernels. Both accept any block count, in place or between disjoint buffers
+// One path's kernels. All accept any block count, in place or between disjoint buffers
 // of any alignment, and give the same output on every path.
 struct CipherKernels {
   // XORs the gamma into `blocks` blocks. `counter` holds the counter before the first
@@ -20,7 +20,22 @@ struct CipherKernels {
   // last cipher block.
   void (*cfb_decrypt)(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
                       const unsigned char* in, unsigned char* out, size_t blocks);
+  // The chained modes, where each block needs the one before, so that a round's latency
+  // sets the speed. Enciphers `blocks` CFB blocks, `chain` as for cfb_decrypt.
+  void (*cfb_encrypt)(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
+                      const unsigned char* in, unsigned char* out, size_t blocks);
+  // Runs the MAC over `blocks` blocks from the running value `value` (2 words), which is
+  // left on the new value.
+  void (*mac)(const ByteTables& tables, const uint32_t* key, const unsigned char* in, size_t blocks,
+              uint32_t* value);
 };
+
+// The chained modes in general registers: the portable path's, which the AVX2 path shares,
+// having no faster way to run a single block, and the AVX-512 path for single blocks.
+void portable_cfb_encrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
+                          const unsigned char* in, unsigned char* out, size_t blocks);
+void portable_mac(const ByteTables& tables, const uint32_t* key, const unsigned char* in,
+                  size_t blocks, uint32_t* value);
 
 // Paths from narrowest to widest; each wider one needs more of the processor.
 enum class CipherPath { kPortable, kAvx2, kAvx512 };

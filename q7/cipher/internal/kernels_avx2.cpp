@@ -58,12 +58,13 @@ struct Avx2Ops {
     return result;
   }
 
-  [[gnu::always_inline]] static Vec round(const Rows& rows, Vec x) {
+  [[gnu::always_inline]] static Vec mix(const Rows& rows, Vec target, Vec x) {
     const Vec low = _mm256_and_si256(x, rows.nibbles);
     const Vec high = _mm256_and_si256(_mm256_srli_epi32(x, 4), rows.nibbles);
     const Vec substituted = _mm256_or_si256(substitute(rows.low, rows.position, low),
                                             substitute(rows.high, rows.position, high));
-    return _mm256_or_si256(_mm256_slli_epi32(substituted, 11), _mm256_srli_epi32(substituted, 21));
+    return _mm256_xor_si256(target, _mm256_or_si256(_mm256_slli_epi32(substituted, 11),
+                                                    _mm256_srli_epi32(substituted, 21)));
   }
 
   [[gnu::always_inline]] static Vec broadcast(uint32_t word) {
@@ -117,7 +118,11 @@ struct Avx2Ops {
 
 }  // namespace
 
-const CipherKernels kAvx2Kernels = vector_kernels::Kernels<Avx2Ops>::kTable;
+// A shuffle serves one row, so a single block would wait on the four-way choice of every
+// nibble: the chained modes stay in the general registers.
+const CipherKernels kAvx2Kernels = {vector_kernels::Kernels<Avx2Ops>::gamma,
+                                    vector_kernels::Kernels<Avx2Ops>::cfb_decrypt,
+                                    portable_cfb_encrypt, portable_mac};
 
 }  // namespace q7::internal
 

@@ -1,5 +1,5 @@
 // The AVX-512 kernels: sixteen blocks per register, the 4-bit substitution done with
-// byte permutes (VBMI).
+// byte permutes (VBMI); the chained modes one block at a time.
 
 // GCC 12 takes the undefined pass-through operand inside several AVX-512 intrinsics for an
 // uninitialised read (its bug 105593); the warning is about the compiler's header, and
@@ -56,15 +56,20 @@ struct Avx512Ops {
             _mm512_set1_epi32(0x30201000)};
   }
 
-  [[gnu::always_inline]] static Vec round(const Rows& rows, Vec x) {
-    // (x AND nibbles) OR positions in one ternary-logic instruction.
+  // Each half is rotated on its own, so that one three-way XOR ends the round: on a
+  // single block's path that is a step less than joining the halves, rotating, then XOR.
+  [[gnu::always_inline]] static Vec mix(const Rows& rows, Vec target, Vec x) {
+    // (x AND nibbles) OR positions in one ternary-logic instruction. The high half comes
+    // first, so that its shift has read x before the low half's index overwrites it:
+    // otherwise the compiler copies x, a step on a single block's path.
     constexpr int kAndOr = 0xEA;
-    const Vec low = _mm512_ternarylogic_epi32(x, rows.nibbles, rows.positions, kAndOr);
+    constexpr int kXor3 = 0x96;
     const Vec high =
         _mm512_ternarylogic_epi32(_mm512_srli_epi32(x, 4), rows.nibbles, rows.positions, kAndOr);
-    const Vec substituted = _mm512_or_si512(_mm512_permutexvar_epi8(low, rows.low),
-                                            _mm512_permutexvar_epi8(high, rows.high));
-    return _mm512_rol_epi32(substituted, 11);
+    const Vec low = _mm512_ternarylogic_epi32(x, rows.nibbles, rows.positions, kAndOr);
+    return _mm512_ternarylogic_epi32(
+        target, _mm512_rol_epi32(_mm512_permutexvar_epi8(low, rows.low), 11),
+        _mm512_rol_epi32(_mm512_permutexvar_epi8(high, rows.high), 11), kXor3);
   }
 
   [[gnu::always_inline]] static Vec broadcast(uint32_t word) {
@@ -109,9 +114,67 @@ struct Avx512Ops {
   }
 };
 
+using Keyed = vector_kernels::Keyed<Avx512Ops>;
+
+// The chained modes take one block at a time, in every lane. The rows then sit in
+// registers rather than behind the loads of the general registers' tables, which makes a
+// round the addition, the index forming, a permute, the rotation and the XOR.
+// A single block runs faster in the general registers than building the rows takes.
+constexpr size_t kChainedRowsFrom = 2;
+
+[[gnu::always_inline]] inline __m512i word_in(const unsigned char* bytes) {
+  return Avx512Ops::broadcast(load_word(bytes));
+}
+
+[[gnu::always_inline]] inline uint32_t first_lane(__m512i lanes) {
+  return static_cast<uint32_t>(_mm512_cvtsi512_si32(lanes));
+}
+
+void cfb_encrypt(const ByteTables& tables, const uint32_t* key, uint32_t* chain,
+                 const unsigned char* in, unsigned char* out, size_t blocks) {
+  if (blocks < kChainedRowsFrom) {
+    portable_cfb_encrypt(tables, key, chain, in, out, blocks);
+    return;
+  }
+  const Keyed keyed(tables, key);
+  __m512i v0 = Avx512Ops::broadcast(chain[0]);
+  __m512i v1 = Avx512Ops::broadcast(chain[1]);
+  for (size_t b = 0; b < blocks; ++b, in += kBlockBytes, out += kBlockBytes) {
+    vector_kernels::encipher<Avx512Ops, 1>(keyed, &v0, &v1);
+    const __m512i c0 = Avx512Ops::xor_(word_in(in), v1);
+    const __m512i c1 = Avx512Ops::xor_(word_in(in + 4), v0);
+    store_word(out, first_lane(c0));
+    store_word(out + 4, first_lane(c1));
+    v0 = c0;
+    v1 = c1;
+  }
+  chain[0] = first_lane(v0);
+  chain[1] = first_lane(v1);
+}
+
+void mac(const ByteTables& tables, const uint32_t* key, const unsigned char* in, size_t blocks,
+         uint32_t* value) {
+  if (blocks < kChainedRowsFrom) {
+    portable_mac(tables, key, in, blocks, value);
+    return;
+  }
+  const Keyed keyed(tables, key);
+  __m512i m0 = Avx512Ops::broadcast(value[0]);
+  __m512i m1 = Avx512Ops::broadcast(value[1]);
+  for (size_t b = 0; b < blocks; ++b, in += kBlockBytes) {
+    m0 = Avx512Ops::xor_(m0, word_in(in));
+    m1 = Avx512Ops::xor_(m1, word_in(in + 4));
+    vector_kernels::mac_rounds<Avx512Ops>(keyed, m0, m1);
+  }
+  value[0] = first_lane(m0);
+  value[1] = first_lane(m1);
+}
+
 }  // namespace
 
-const CipherKernels kAvx512Kernels = vector_kernels::Kernels<Avx512Ops>::kTable;
+const CipherKernels kAvx512Kernels = {vector_kernels::Kernels<Avx512Ops>::gamma,
+                                      vector_kernels::Kernels<Avx512Ops>::cfb_decrypt, cfb_encrypt,
+                                      mac};
 
 }  // namespace q7::internal
 

@@ -17,11 +17,11 @@ namespace q7::internal::vector_kernels {
 inline constexpr int kGroups = 4;
 
 // A path's Ops work on registers (Vec) that hold one half of each of Ops::kBlocks blocks:
-// rows(tables) makes the substitution constants (Rows) and round(rows, x) is the round
-// function; broadcast, add, xor_, add_end_around and load_words (kBlocks words) work per
-// lane; load_blocks and store_blocks move kBlocks blocks between memory order and one
-// register per half; follow(w, previous) is w's blocks moved one lane on with the last
-// lane of `previous` first; last(v) is the last lane.
+// rows(tables) makes the substitution constants (Rows) and mix(rows, target, x) is target
+// XOR the round function of x; broadcast, add, xor_, add_end_around and load_words
+// (kBlocks words) work per lane; load_blocks and store_blocks move kBlocks blocks between
+// memory order and one register per half; follow(w, previous) is w's blocks moved one lane
+// on with the last lane of `previous` first; last(v) is the last lane.
 
 // The substitution constants and the key words, each broadcast to every lane.
 template <class Ops>
@@ -43,9 +43,9 @@ template <class Ops, int G>
     const typename Ops::Vec first = ascending ? k[step] : k[7 - step];
     const typename Ops::Vec second = ascending ? k[step + 1] : k[6 - step];
 #pragma GCC unroll 4
-    for (int g = 0; g < G; ++g) n2[g] = Ops::xor_(n2[g], Ops::round(rows, Ops::add(n1[g], first)));
+    for (int g = 0; g < G; ++g) n2[g] = Ops::mix(rows, n2[g], Ops::add(n1[g], first));
 #pragma GCC unroll 4
-    for (int g = 0; g < G; ++g) n1[g] = Ops::xor_(n1[g], Ops::round(rows, Ops::add(n2[g], second)));
+    for (int g = 0; g < G; ++g) n1[g] = Ops::mix(rows, n1[g], Ops::add(n2[g], second));
   }
 }
 
@@ -56,6 +56,14 @@ template <class Ops, int G>
   eight_rounds<Ops, G>(keyed.rows, keyed.k, true, n1, n2);
   eight_rounds<Ops, G>(keyed.rows, keyed.k, true, n1, n2);
   eight_rounds<Ops, G>(keyed.rows, keyed.k, false, n1, n2);
+}
+
+// The MAC's sixteen rounds on the running value (m0, m1), without the final exchange.
+template <class Ops>
+[[gnu::always_inline]] inline void mac_rounds(const Keyed<Ops>& keyed, typename Ops::Vec& m0,
+                                              typename Ops::Vec& m1) {
+  eight_rounds<Ops, 1>(keyed.rows, keyed.k, true, &m0, &m1);
+  eight_rounds<Ops, 1>(keyed.rows, keyed.k, true, &m0, &m1);
 }
 
 // Lane i of register g holds the counter of block g * kBlocks + i + 1 after `counter`.
@@ -181,8 +189,6 @@ struct Kernels {
     kPortableKernels.cfb_decrypt(tables, key, chain, in + done * kBlockBytes,
                                  out + done * kBlockBytes, blocks - done);
   }
-
-  static constexpr CipherKernels kTable = {gamma, cfb_decrypt};
 };
 
 }  // namespace q7::internal::vector_kernels
