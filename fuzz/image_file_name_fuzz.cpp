@@ -74,6 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!name.empty() && dot != std::string::npos && dot != 0) abort();
   } else {
     if (static_cast<int>(strlen(digits.bytes)) != count || extension.bytes[0] != '.') abort();
+    // The dot that starts the extension is never the final component's first character.
+    if (base.bytes[0] == '\0' && count == 0) abort();
     for (const char* at = digits.bytes; *at != '\0'; ++at) {
       if (!isdigit(static_cast<unsigned char>(*at))) abort();
     }

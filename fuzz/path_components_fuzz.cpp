@@ -110,11 +110,16 @@ void check_clean(std::string name, int space, int slash) {
 // Long enough to reach past the 4095 characters of the path buffer.
 constexpr size_t kMaxText = 6000;
 
-// Input: two bytes of replacements for file_name_clean, then the text.
+// Input: one byte whose low bit asks for the text to be repeated past the 4095 characters of
+// the path buffer, two bytes of replacements for file_name_clean, then the text.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size < 2) return 0;
-  std::string text(reinterpret_cast<const char*>(data + 2), std::min(size - 2, kMaxText));
+  if (size < 3) return 0;
+  std::string text(reinterpret_cast<const char*>(data + 3), std::min(size - 3, kMaxText));
   text = text.c_str();
+  if ((data[0] & 1) != 0 && !text.empty()) {
+    while (text.size() < sizeof temp_path + 4) text += text;
+    text.resize(std::min(text.size(), kMaxText));
+  }
   check_pointers(text);
   check_components(text);
   check_before(text);
@@ -124,6 +129,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } else {
     check_joins(text.substr(0, split), text.substr(split + 1));
   }
-  check_clean(text, data[0], data[1] == 0xff ? 0x1ff : data[1]);
+  check_clean(text, data[1], data[2] == 0xff ? 0x1ff : data[2]);
   return 0;
 }

@@ -12,7 +12,7 @@
 // Only sources that exist as regular files (links followed) move; a missing one is
 // skipped. Each move is one rename, which replaces the older backup in the same step: a
 // rename that fails leaves both files as they were, and nothing is ever lost to a failed
-// move (renames need no free space, so a full disk does not stop a rotation).
+// move (a rename moves no data, so a full disk does not stop a rotation).
 //
 // Returns the number of files renamed; 0 for a count of 0 or less, which does nothing.
 // -1 when a rename fails (the renames before it stay done), and, touching nothing, when

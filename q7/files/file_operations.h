@@ -67,9 +67,8 @@ bool file_rename(char* old_path, char* new_path);
 // works across file systems. A destination that exists as a regular file is unlinked
 // first, so it is gone even when the move then fails. Returns true when the file was
 // moved (when copying, only when both the copy and the unlink succeeded); false, touching
-// nothing, when the two are the same string or name the same directory entry in other
-// words ("a" and "./a", which unlinking the destination would otherwise lose), or either
-// is null.
+// nothing, when either is null, the two are the same string, or they spell the same
+// directory entry two ways ("a" and "./a": unlinking the destination would lose the source).
 bool file_move(char* source, char* destination, bool by_rename);
 
 // Copies `source` to `destination` through `buffer` of `buffer_size` bytes, or through a
@@ -86,8 +85,8 @@ bool file_move(char* source, char* destination, bool by_rename);
 // disk, a read error) the new file is removed and the destination keeps what it held
 // before, or stays absent. A power loss is not covered: nothing is synced to the disk.
 // A destination that is not a plain regular file of one link (a device, a pipe, a file
-// with hard links), or whose directory the process may not write, is written in place
-// through creat as before; a failure there leaves it partly written.
+// with hard links), or whose directory the process may not write, is written in place,
+// opened as creat opens it; a failure there leaves it partly written.
 //
 // Returns true when the whole file was copied. False when either path is null, a given
 // buffer's size is below 1, the two name the same file (nothing is touched), no buffer

@@ -29,6 +29,6 @@ void* file_load(const char* path, int* bytes_read);
 //
 // Returns `count` when the file holds the bytes. -1 when the path is null, `count` is
 // negative, `data` is null with a count above 0, the file cannot be made, or a write, the
-// close or the rename fails (a short write is never reported as a smaller count: nothing
-// of the new bytes is in the file then).
+// close or the rename fails; a write that stops short is reported as -1, never as a
+// smaller count.
 int file_save(const char* path, void* data, int count);

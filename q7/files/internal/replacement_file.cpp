@@ -45,7 +45,7 @@ bool ReplacementFile::open(const char* path, mode_t mode) {
   }
   if (needs_in_place(status)) return open_in_place(path, mode);
   // The file must be as writable as creat would find it: a read-only file stays refused.
-  if (!UniqueFd(::open(path, O_WRONLY | O_CLOEXEC))) return false;
+  if (faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) != 0) return false;
   return open_beside(target, &status, mode);
 }
 
